@@ -1,0 +1,183 @@
+// A channel of a connection: everything that is done with the broker goes through one. It shares ownership of its
+// connection and belongs to the thread that drives that connection.
+#pragma once
+
+#include <amqp/AckStatus.hpp>
+#include <amqp/Acknowledge.hpp>
+#include <amqp/Connection.hpp>
+#include <amqp/Envelope.hpp>
+#include <amqp/ErrorCode.hpp>
+#include <amqp/ExchangeType.hpp>
+#include <amqp/Export.hpp>
+
+#include <cstddef>
+#include <cstdint>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace Amqp
+{
+
+/// An open channel.
+///
+/// Meant to be held by std::shared_ptr, made with std::make_shared. Texts are passed on without copying; they need
+/// not be zero-terminated, and AMQP limits each to 255 bytes.
+///
+/// Errors. What the broker refuses on this channel goes to the error notifier, and the operation returns normally.
+/// From then on the channel is dead: its number is closed at the broker, and only destroying it makes sense. Other
+/// channels go on. What ends the connection (the broker closed it, the socket failed, rabbitmq-c failed during a
+/// call that awaits a reply) is thrown as ErrorCode, and the connection with all its channels is dead. Pass
+/// OnErrorThrow as the notifier to have both thrown.
+///
+/// Calls that await the broker's reply (all but Publish) block until it comes. A `channel.close` that arrived
+/// while another channel awaited its reply is seen by the next Connection::Run and not before: let the loop run
+/// before using a channel that may have been closed, or the call waits for a reply that never comes.
+class AMQP_EXPORT Channel : public std::enable_shared_from_this<Channel>
+{
+public:
+    /// Opens the next channel of the connection. Numbers start at 1, rise by one for each channel opened on the
+    /// connection, and are not reused; the broker limits them (RabbitMQ: 2047 unless configured otherwise).
+    ///
+    /// @param errorNotifier  called with each error that belongs to this channel, on the thread that runs into
+    ///                       it. It may destroy the channel.
+    ///
+    /// @throws std::runtime_error  "Unable to create a channel on a null connection", "Error handler must NOT be null".
+    /// @throws ErrorCode           the connection failed.
+    ///
+    /// Calls amqp_channel_open (`channel.open`). A broker that refuses with `channel.close` reaches the notifier
+    /// during construction; the channel then has the number 0 and is dead.
+    Channel(std::shared_ptr<Amqp::Connection> connection, std::function<void(ErrorCode&&)> errorNotifier);
+
+    /// Takes over connection, notifier and number; `other` is left with no connection, and its operations throw
+    /// std::runtime_error. The connection keeps addressing `other` when an error for this channel arrives in the
+    /// run loop: keep it alive, or better, hold channels by std::shared_ptr and do not move them.
+    Channel(Channel&& other);
+
+    /// Closes the channel (amqp_channel_close, `channel.close` with reply code 200) unless it is dead already.
+    virtual ~Channel();
+
+    Channel& operator=(const Channel&) = delete;
+    Channel& operator=(Channel&&) = delete;
+
+    /// The channel's connection.
+    [[nodiscard]] std::weak_ptr<Amqp::Connection> Connection();
+
+    /// The notifier given at construction; valid as long as the channel.
+    [[nodiscard]] const std::function<void(ErrorCode&&)>& ErrorNotifier() const;
+
+    /// The channel's number; 0 when the broker refused to open it. A dead channel keeps its number.
+    [[nodiscard]] unsigned short Token() const;
+
+    /// An error notifier that throws the error.
+    [[noreturn]] static void OnErrorThrow(ErrorCode&& error);
+
+    /// Checks that an exchange exists: a passive `exchange.declare` (amqp_exchange_declare). Reply code 404 when not.
+    void DeclareExchange(std::string_view name);
+
+    /// Declares an exchange (`exchange.declare`, amqp_exchange_declare), without arguments.
+    ///
+    /// Declaring one that exists with the same attributes changes nothing; other attributes are refused with 406.
+    ///
+    /// @throws std::runtime_error  "Invalid exchange type"; nothing is sent and the channel stays usable.
+    void DeclareExchange(std::string_view name, ExchangeType type, bool durable, bool internal, bool autoDelete);
+
+    /// Declares a queue that the broker names (`queue.declare`, amqp_queue_declare), and gives that name; empty when
+    /// the broker refused.
+    std::string DeclareQueue(bool durable, bool exclusive, bool autoDelete);
+
+    /// Checks that a queue exists: a passive `queue.declare` (amqp_queue_declare). Reply code 404 when not.
+    void DeclareQueue(std::string_view name);
+
+    /// Declares a queue (`queue.declare`, amqp_queue_declare), without arguments. Other attributes than those of a
+    /// queue that exists are refused with 406, another connection's exclusive queue with 405.
+    void DeclareQueue(std::string_view name, bool durable, bool exclusive, bool autoDelete);
+
+    /// Binds one exchange to another (`exchange.bind`, amqp_exchange_bind).
+    void BindExchange(std::string_view destination, std::string_view source, std::string_view routingKey);
+
+    /// Removes such a binding (`exchange.unbind`, amqp_exchange_unbind).
+    void UnbindExchange(std::string_view destination, std::string_view source, std::string_view routingKey);
+
+    /// Binds a queue to an exchange (`queue.bind`, amqp_queue_bind).
+    void BindQueue(std::string_view queue, std::string_view exchange, std::string_view routingKey);
+
+    /// Removes such a binding (`queue.unbind`, amqp_queue_unbind).
+    void UnbindQueue(std::string_view queue, std::string_view exchange, std::string_view routingKey);
+
+    /// Deletes an exchange (`exchange.delete`, amqp_exchange_delete). With `ifUnused` one that has bindings is
+    /// refused with 406.
+    void DestroyExchange(std::string_view name, bool ifUnused);
+
+    /// Deletes a queue and its messages (`queue.delete`, amqp_queue_delete). With `ifEmpty` one that holds messages,
+    /// with `ifUnused` one that has consumers is refused with 406.
+    void DestroyQueue(std::string_view name, bool ifEmpty, bool ifUnused);
+
+    /// Removes the messages of a queue that await delivery (`queue.purge`, amqp_queue_purge).
+    void PurgeQueue(std::string_view name);
+
+    /// Publishes one message (`basic.publish`, amqp_basic_publish). The body is not copied.
+    ///
+    /// @param exchange   "" is the default exchange, which routes to the queue named by the routing key.
+    /// @param partSize   the largest body in bytes that goes out as one message; 0 for no limit. A larger body
+    ///                   goes out as a series of messages of at most so many bytes, which a subscription of this
+    ///                   library joins again. The series carries headers of its own in place of the envelope's.
+    /// @param callback   when given, the message is published as mandatory, with a number of the library's own as
+    ///                   its message id, and the callback is called from Connection::Run if the broker sends it
+    ///                   back as unroutable. It is kept until then, for a routed message as long as the connection.
+    ///
+    /// A message that cannot be sent - a text property or a header's key of more than 255 bytes, headers that do not
+    /// fit a frame, a socket that failed - goes to the error notifier with nothing written, and the channel is dead;
+    /// of a series the parts that follow are still tried. The broker's own refusals (404 for an unknown exchange)
+    /// arrive later, in the run loop.
+    void Publish(std::string_view exchange, std::string_view routingKey, const Envelope& envelope, std::size_t partSize,
+                 PublishCallback callback);
+
+    /// Publishes a body with the content type "text/plain" and the delivery mode Persistent; see the envelope form.
+    void Publish(std::string_view exchange, std::string_view routingKey, std::string_view body, std::size_t partSize,
+                 PublishCallback callback);
+
+    /// Publishes the whole contents of a file, read into memory from its first byte wherever the stream stands; see the
+    /// form that takes a text.
+    ///
+    /// @throws std::runtime_error  "Invalid stream state": the stream has failed, or cannot be wound back. Nothing is
+    ///                             sent.
+    void Publish(std::string_view exchange, std::string_view routingKey, std::ifstream& stream, std::size_t partSize,
+                 PublishCallback callback);
+
+    /// Starts a consumer (`basic.consume`, amqp_basic_consume) and gives its tag, the handle for Unsubscribe.
+    ///
+    /// The tag is made of the channel's number and a counter, such as "3/17". It is returned even when the broker
+    /// refused; then nothing is subscribed.
+    ///
+    /// @param handler    called from Connection::Run with each delivery.
+    /// @param noLocal    no messages of this connection's own; RabbitMQ takes no notice of it.
+    /// @param exclusive  the only consumer of the queue; refused with 403 when there is another.
+    std::string Subscribe(std::string_view queue, DeliveryHandler handler, AcknowledgeMode mode, bool noLocal,
+                          bool exclusive);
+
+    /// Subscribes with a tag of the caller's choice, which must be unique on the connection: one that is in use
+    /// keeps its handler. See Subscribe.
+    void SubscribeRpc(std::string_view consumerTag, std::string_view queue, DeliveryHandler handler,
+                      AcknowledgeMode mode, bool noLocal, bool exclusive);
+
+    /// Forgets the handler and cancels the consumer (`basic.cancel`, amqp_basic_cancel). An unknown tag is no error.
+    /// Deliveries that are on their way are dropped, unacknowledged.
+    void Unsubscribe(std::string_view consumerTag);
+
+private:
+    friend class Amqp::Connection;
+
+    AMQP_LOCAL void Token(unsigned short number);
+    AMQP_LOCAL std::string GenerateTag();
+    AMQP_LOCAL std::shared_ptr<Amqp::Connection> Hold() const;
+
+    std::shared_ptr<Amqp::Connection> connection;
+    std::function<void(ErrorCode&&)> errorNotifier;
+    std::uint16_t token = 0;
+    std::uint64_t tagCounter = 0;
+};
+
+} // namespace Amqp

@@ -1,0 +1,134 @@
+// One connection to a broker. It owns the socket and everything known about it; channels share it. Nothing is
+// locked: a connection and its channels belong to one thread at a time. Only Stop may be called from another.
+#pragma once
+
+#include <amqp/AckStatus.hpp>
+#include <amqp/Acknowledge.hpp>
+#include <amqp/ExchangeType.hpp>
+#include <amqp/Export.hpp>
+#include <amqp/Table.hpp>
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace Amqp
+{
+
+class Channel;
+
+/// A connection that is logged in to one virtual host of a broker.
+///
+/// It is logged in as soon as it is constructed, and everything is done with it through Channel objects, each of
+/// which holds it by std::shared_ptr. There is no reconnect: once the broker has closed it, or the socket has
+/// failed, it can only be destroyed, together with its channels.
+///
+/// The connection starts no thread. What the broker sends is handled when Run is called, on the caller's thread.
+/// Heartbeats too are sent only while the library waits or publishes: an application that does neither for two
+/// heartbeat intervals is disconnected by the broker.
+class AMQP_EXPORT Connection
+{
+public:
+    /// Connects over plain TCP and logs in with user and password (SASL PLAIN).
+    ///
+    /// @param host, port   the broker. This and the four other texts must be zero-terminated; none is kept.
+    /// @param properties   client properties for the broker to show, copied; none are sent when empty.
+    /// @param timeout      how long one Run waits for something to happen; 0 is without limit. It does not bound
+    ///                     connecting and logging in: those take as long as the system and rabbitmq-c let them.
+    /// @param heartbeat    interval in seconds, 0 to 65535; 0 is none.
+    /// @param frameMax     the largest frame to offer, in bytes; the broker may lower it. rabbitmq-c raises anything
+    ///                     below 4096, 0 included, to 4096. 131072 is what RabbitMQ offers.
+    ///
+    /// @throws std::runtime_error  the socket could not be opened ("Unable to open a AMQP TCP socket") or made.
+    /// @throws ErrorCode           the login failed: `ConnectionClosed` with the broker's code and text (403 for wrong
+    ///                             credentials, 530 for an unknown virtual host), or `Library` when an argument is
+    ///                             out of range, the properties cannot be sent, or the broker does not answer.
+    ///
+    /// Calls amqp_socket_open and amqp_login or amqp_login_with_properties.
+    Connection(std::string_view host, unsigned short port, std::string_view user, std::string_view password,
+               std::string_view virtualHost, const Table& properties, std::chrono::microseconds timeout,
+               std::chrono::seconds heartbeat, int frameMax);
+
+    /// Connects over TLS and logs in with an identity (SASL EXTERNAL); otherwise as the other constructor, with the
+    /// text "Unable to open a AMQP SSL TCP socket".
+    ///
+    /// rabbitmq-c's own trust settings apply. In its version 0.11 they verify the broker's certificate against an
+    /// empty trust store, so that every broker is refused.
+    Connection(std::string_view host, unsigned short port, std::string_view identity, std::string_view virtualHost,
+               const Table& properties, std::chrono::microseconds timeout, std::chrono::seconds heartbeat,
+               int frameMax);
+
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    /// Closes the connection politely (`connection.close`, reply code 200) and drops subscriptions and callbacks.
+    /// With a broker that no longer answers and no heartbeats this waits for the socket to fail.
+    virtual ~Connection();
+
+    /// The client properties given at construction; valid as long as the connection.
+    [[nodiscard]] const Table& Tags() const;
+
+    /// Waits for one event, as long as the constructor's `timeout`, and handles it on this thread.
+    ///
+    /// Gives `true` when an event was handled, `false` when the loop should end (Stop was called, or the broker
+    /// closed the connection), and nothing when the wait ended without an event. An application loops while the
+    /// result is empty or `true`.
+    ///
+    /// Handlers, publish callbacks and error notifiers are called from here and may use the connection's
+    /// channels, but must not call Run. What they throw comes out of here.
+    ///
+    /// @throws ErrorCode              the socket failed, or the broker broke the protocol: the connection is dead.
+    /// @throws std::invalid_argument, std::out_of_range   a returned message carries a message id that is no number
+    ///                                of this library's; that return is lost, the connection is usable.
+    /// @throws std::bad_variant_access   a part of a large body has a hash of a wrong type; the delivery stays
+    ///                                unacknowledged, the connection is usable.
+    ///
+    /// Calls amqp_consume_message.
+    std::optional<bool> Run() const;
+
+    /// Waits at most `timeout` instead; 0 is without limit. See Run().
+    std::optional<bool> Run(std::chrono::microseconds timeout) const;
+
+    /// Makes the next Run return `false` at once, one time. May be called from any thread and from handlers.
+    ///
+    /// It does not interrupt a Run that is waiting: that one returns when its wait is over or something arrives.
+    void Stop() const;
+
+private:
+    friend class Channel;
+    class ConnectionImpl;
+
+    AMQP_LOCAL void RegisterChannel(Channel& channel);
+    AMQP_LOCAL void UnregisterChannel(Channel& channel);
+
+    AMQP_LOCAL void DeclareExchange(Channel& channel, std::string_view name) const;
+    AMQP_LOCAL void DeclareExchange(Channel& channel, std::string_view name, ExchangeType type, bool durable,
+                                    bool internal, bool autoDelete) const;
+    AMQP_LOCAL std::string DeclareQueue(Channel& channel, bool durable, bool exclusive, bool autoDelete) const;
+    AMQP_LOCAL void DeclareQueue(Channel& channel, std::string_view name) const;
+    AMQP_LOCAL void DeclareQueue(Channel& channel, std::string_view name, bool durable, bool exclusive,
+                                 bool autoDelete) const;
+    AMQP_LOCAL void BindExchange(Channel& channel, std::string_view destination, std::string_view source,
+                                 std::string_view routingKey) const;
+    AMQP_LOCAL void UnbindExchange(Channel& channel, std::string_view destination, std::string_view source,
+                                   std::string_view routingKey) const;
+    AMQP_LOCAL void BindQueue(Channel& channel, std::string_view queue, std::string_view exchange,
+                              std::string_view routingKey) const;
+    AMQP_LOCAL void UnbindQueue(Channel& channel, std::string_view queue, std::string_view exchange,
+                                std::string_view routingKey) const;
+    AMQP_LOCAL void DestroyExchange(Channel& channel, std::string_view name, bool ifUnused) const;
+    AMQP_LOCAL void DestroyQueue(Channel& channel, std::string_view name, bool ifEmpty, bool ifUnused) const;
+    AMQP_LOCAL void PurgeQueue(Channel& channel, std::string_view name) const;
+
+    AMQP_LOCAL void Publish(Channel& channel, std::string_view exchange, std::string_view routingKey,
+                            const Envelope& envelope, PublishCallback callback) const;
+    AMQP_LOCAL void Subscribe(Channel& channel, std::string_view consumerTag, DeliveryHandler handler,
+                              std::string_view queue, AcknowledgeMode mode, bool noLocal, bool exclusive) const;
+    AMQP_LOCAL void Unsubscribe(Channel& channel, std::string_view consumerTag) const;
+
+    std::unique_ptr<ConnectionImpl> impl;
+};
+
+} // namespace Amqp

@@ -1,0 +1,12 @@
+// What of a class the shared library shows. The library is built with hidden visibility: only what is
+// marked AMQP_EXPORT can be linked against.
+#pragma once
+
+#if defined(__GNUC__)
+#define AMQP_EXPORT __attribute__((visibility("default")))
+/// Members of an exported class that only the library itself calls.
+#define AMQP_LOCAL __attribute__((visibility("hidden")))
+#else
+#define AMQP_EXPORT
+#define AMQP_LOCAL
+#endif

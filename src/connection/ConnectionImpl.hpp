@@ -1,0 +1,117 @@
+// What a connection is made of: rabbitmq-c's state, which it owns, and everything known about it. Used by one
+// thread at a time; only the stop flag may be set from another.
+//
+// One subject a file: Setup.cpp, ErrorPolicy.cpp, ChannelRegistry.cpp, Topology.cpp, Subscriptions.cpp,
+// Publishing.cpp, Returns.cpp, RunLoop.cpp, Dispatch.cpp, Multipart.cpp.
+#pragma once
+
+#include "connection/ReceivedEnvelope.hpp"
+#include "connection/Subscription.hpp"
+#include "values/RabbitMq.hpp"
+
+#include <amqp/Channel.hpp>
+#include <amqp/Connection.hpp>
+#include <amqp/ErrorCode.hpp>
+#include <amqp/Export.hpp>
+#include <amqp/Table.hpp>
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <sys/time.h>
+#include <unordered_map>
+#include <vector>
+
+namespace Amqp
+{
+
+class AMQP_LOCAL Connection::ConnectionImpl
+{
+public:
+    ConnectionImpl(const Table& properties, std::chrono::microseconds timeout);
+    ~ConnectionImpl();
+    ConnectionImpl(const ConnectionImpl&) = delete;
+    ConnectionImpl& operator=(const ConnectionImpl&) = delete;
+
+    using envelope_deleter_t = EnvelopeDeleter;
+
+    struct Login
+    {
+        const char* virtualHost;
+        std::chrono::seconds heartbeat;
+        int frameMax;
+        amqp_sasl_method_enum method;
+        const char* user; // the identity, with SASL EXTERNAL
+        const char* password;
+    };
+    void OpenTcp(const char* host, unsigned short port);
+    void OpenTls(const char* host, unsigned short port);
+    void LogIn(const Login& login);
+    const Table& Tags() const { return clientProperties; }
+
+    // The error policy. What belongs to a channel goes to its notifier and gives false; what belongs to the
+    // connection is thrown. Either way the registry has forgotten who is affected. The notifier may destroy its
+    // channel: do not touch the channel after false.
+    bool CheckReply(Channel& channel, const amqp_rpc_reply_t& reply);
+    bool CheckStatus(int status, Channel* channel);
+    /// Ends each call that awaits a reply.
+    bool CheckLastReply(Channel& channel) { return CheckReply(channel, amqp_get_rpc_reply(State())); }
+
+    /// Opens the next channel number; gives it, or 0 when the broker refused and the notifier was told.
+    std::uint16_t OpenChannel(Channel& channel);
+    void AddChannel(std::uint16_t number, Channel& channel);
+    void CloseChannel(std::uint16_t number);
+
+    void Publish(Channel& channel, std::string_view exchange, std::string_view routingKey, const Envelope& envelope,
+                 PublishCallback& callback);
+    void Subscribe(Channel& channel, std::string_view consumerTag, DeliveryHandler handler, std::string_view queue,
+                   AcknowledgeMode mode, bool noLocal, bool exclusive);
+    void Unsubscribe(Channel& channel, std::string_view consumerTag);
+
+    std::optional<bool> Run() { return Run(consumeTimeout); }
+    std::optional<bool> Run(timeval wait);
+    void Stop();
+
+    amqp_connection_state_t State() const { return state.get(); }
+
+private:
+    struct StateDeleter
+    {
+        void operator()(amqp_connection_state_t owned) const { amqp_destroy_connection(owned); }
+    };
+
+    Channel* FindChannel(std::uint16_t number) const;
+    void MarkClosed(std::uint16_t number);
+    bool IsClosed(std::uint16_t number) const;
+
+    bool HandleFrame(const timeval* wait);
+    bool HandleMethod(const amqp_frame_t& frame, Channel& channel);
+    void HandleChannelClose(std::uint16_t number, const Channel& channel);
+    void HandleReturn(const amqp_basic_return_t& method, Channel& channel);
+    void SkipContent(std::uint16_t number);
+    void AnswerConnectionClose();
+
+    void Dispatch(const ReceivedEnvelope& received);
+    void Deliver(Subscription& subscription, const ReceivedEnvelope& received);
+    void Answer(const amqp_envelope_t& delivery, Acknowledge verdict);
+
+    std::unique_ptr<amqp_connection_state_t_, StateDeleter> state;
+    std::unordered_map<std::string, std::shared_ptr<Subscription>> subscriptions;
+    std::map<std::uint64_t, PublishCallback> pendingReturns;
+    std::unordered_map<std::uint16_t, Channel*> channels;
+    Table clientProperties;
+    std::uint64_t publishSequence = 0;
+    timeval consumeTimeout;
+    std::uint16_t lastChannelNumber = 0;
+    bool stopRequested = false;       // shared with other threads: only through std::atomic_ref
+    std::vector<bool> closedChannels; // by number: what the broker has closed, or has been asked to close
+};
+
+/// Whole seconds and the rest, as rabbitmq-c takes a wait.
+timeval ToTimeval(std::chrono::microseconds duration);
+
+} // namespace Amqp

@@ -1,0 +1,67 @@
+#include "connection/ErrorTranslation.hpp"
+
+#include "values/Bytes.hpp"
+
+#include <cstdint>
+#include <string>
+
+namespace Amqp
+{
+
+namespace
+{
+
+// The code of every error that is the library's or rabbitmq-c's own and comes in place of a reply.
+constexpr std::uint16_t noBrokerCode = 1;
+
+ErrorCode FromServerException(const amqp_method_t& method)
+{
+    // rabbitmq-c reports only the two close methods this way, and both begin with code and text.
+    const auto* const close = static_cast<const amqp_channel_close_t*>(method.decoded);
+    const auto category = method.id == AMQP_CONNECTION_CLOSE_METHOD ? ErrorCode::ConnectionClosed
+                          : method.id == AMQP_CHANNEL_CLOSE_METHOD  ? ErrorCode::ChannelClosed
+                                                                    : ErrorCode::Server;
+    return {std::string(ToView(close->reply_text)), category, close->reply_code};
+}
+
+ErrorCode::Categories CategoryOf(int magnitude)
+{
+    switch ((magnitude >> 8) & 0xFF)
+    {
+    case 0:
+        return ErrorCode::Library;
+    case 1:
+        return ErrorCode::Tcp;
+    case 2:
+        return ErrorCode::Ssl;
+    default:
+        return ErrorCode::Unexpected;
+    }
+}
+
+} // namespace
+
+ErrorCode FromReply(const amqp_rpc_reply_t& reply)
+{
+    switch (reply.reply_type)
+    {
+    case AMQP_RESPONSE_NONE:
+        return {"Missing AMQP RPC reply type", ErrorCode::NoReply, noBrokerCode};
+    case AMQP_RESPONSE_NORMAL:
+        return {};
+    case AMQP_RESPONSE_LIBRARY_EXCEPTION:
+        return {amqp_error_string2(reply.library_error), ErrorCode::Library, noBrokerCode};
+    case AMQP_RESPONSE_SERVER_EXCEPTION:
+        return FromServerException(reply.reply);
+    default:
+        return {"Unexpected exception", ErrorCode::Unexpected, noBrokerCode};
+    }
+}
+
+ErrorCode FromStatus(int status)
+{
+    const int magnitude = -status;
+    return {amqp_error_string2(status), CategoryOf(magnitude), static_cast<std::uint16_t>(magnitude)};
+}
+
+} // namespace Amqp

@@ -1,0 +1,107 @@
+#include "connection/Multipart.hpp"
+
+#include "connection/PartHeader.hpp"
+
+#include <amqp/Channel.hpp>
+#include <amqp/Hash.hpp>
+
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+namespace Amqp
+{
+
+namespace
+{
+
+std::string ToHex(const std::array<unsigned char, 32>& digest)
+{
+    constexpr std::string_view digits = "0123456789abcdef";
+    std::string text;
+    text.reserve(digest.size() * 2);
+    for (const unsigned char byte : digest)
+    {
+        text += digits[byte >> 4];
+        text += digits[byte & 0x0F];
+    }
+    return text;
+}
+
+Table SeriesHeaders(const Envelope& whole, std::uint64_t total)
+{
+    Table headers;
+    headers.Insert(PartHeader::flag, true);
+    headers.Insert(PartHeader::total, total);
+    headers.Insert(PartHeader::index, std::uint64_t{0});
+    headers.Insert(PartHeader::hash, ToHex(Hash::Sha<256>(whole.ViewBody(0, whole.Size()))));
+    return headers;
+}
+
+} // namespace
+
+PartSeries::PartSeries(const Envelope& message, std::size_t size)
+    : whole(message), partSize(size), total(message.Size() / size + (message.Size() % size != 0 ? 1 : 0))
+{
+    part = whole;
+    part.Headers(SeriesHeaders(whole, total));
+}
+
+const Envelope* PartSeries::Next()
+{
+    if (index == total)
+    {
+        return nullptr;
+    }
+    part.Headers().Remove(PartHeader::index);
+    part.Headers().Insert(PartHeader::index, index);
+    const std::string_view slice = whole.ViewBody(index * partSize, partSize);
+    part.SetBody(slice.data(), slice.size());
+    ++index;
+    return &part;
+}
+
+void Channel::Publish(std::string_view exchange, std::string_view routingKey, const Envelope& envelope,
+                      std::size_t partSize, PublishCallback callback)
+{
+    const auto held = Hold();
+    if (partSize == 0 || envelope.Size() <= partSize)
+    {
+        held->Publish(*this, exchange, routingKey, envelope, std::move(callback));
+        return;
+    }
+    // A part that is refused does not stop those that follow, and the notifier it goes to may drop the channel.
+    const auto self = weak_from_this().lock();
+    PartSeries series(envelope, partSize);
+    while (const Envelope* const part = series.Next())
+    {
+        held->Publish(*this, exchange, routingKey, *part, callback);
+    }
+}
+
+void Channel::Publish(std::string_view exchange, std::string_view routingKey, std::string_view body,
+                      std::size_t partSize, PublishCallback callback)
+{
+    Publish(exchange, routingKey, Envelope(body, MetaData::Persistent), partSize, std::move(callback));
+}
+
+void Channel::Publish(std::string_view exchange, std::string_view routingKey, std::ifstream& stream,
+                      std::size_t partSize, PublishCallback callback)
+{
+    if (stream.fail())
+    {
+        throw std::runtime_error("Invalid stream state");
+    }
+    stream.seekg(0, std::ios::end);
+    const std::streamoff size = stream.tellg();
+    if (size < 0) // not a file that can be wound back
+    {
+        throw std::runtime_error("Invalid stream state");
+    }
+    std::string content(static_cast<std::size_t>(size), '\0');
+    stream.seekg(0, std::ios::beg);
+    stream.read(content.data(), size);
+    Publish(exchange, routingKey, std::string_view(content), partSize, std::move(callback));
+}
+
+} // namespace Amqp

@@ -1,0 +1,55 @@
+// One message to the broker.
+#include "connection/ConnectionImpl.hpp"
+
+#include "values/Bytes.hpp"
+#include "values/PropertiesCodec.hpp"
+
+#include <string>
+#include <utility>
+
+namespace Amqp
+{
+
+namespace
+{
+
+// What a frame and a content header put around the properties: type, channel, size and end octet of the frame;
+// class, weight and body size of the header.
+constexpr std::size_t frameOverhead = 8;
+constexpr std::size_t contentHeaderFixed = 12;
+
+} // namespace
+
+void Connection::ConnectionImpl::Publish(Channel& channel, std::string_view exchange, std::string_view routingKey,
+                                         const Envelope& envelope, PublishCallback& callback)
+{
+    EncodedProperties properties = EncodeProperties(envelope);
+    std::string messageId;
+    if (callback)
+    {
+        messageId = std::to_string(++publishSequence);
+        properties.value.message_id = ToBytes(messageId);
+        properties.value._flags |= AMQP_BASIC_MESSAGE_ID_FLAG;
+    }
+
+    const auto frameMax = static_cast<std::size_t>(amqp_get_frame_max(State()));
+    int status = CheckEncodable(properties.value, frameMax - frameOverhead - contentHeaderFixed);
+    if (status == AMQP_STATUS_OK)
+    {
+        const std::string_view body(envelope.Body(), envelope.Size());
+        status = amqp_basic_publish(State(), channel.Token(), ToBytes(exchange), ToBytes(routingKey),
+                                    /*mandatory*/ callback ? 1 : 0, /*immediate*/ 0, &properties.value, ToBytes(body));
+    }
+    if (CheckStatus(status, &channel) && callback)
+    {
+        pendingReturns.try_emplace(publishSequence, std::move(callback));
+    }
+}
+
+void Connection::Publish(Channel& channel, std::string_view exchange, std::string_view routingKey,
+                         const Envelope& envelope, PublishCallback callback) const
+{
+    impl->Publish(channel, exchange, routingKey, envelope, callback);
+}
+
+} // namespace Amqp

@@ -1,0 +1,138 @@
+// One step of the run loop: wait for what the broker sends, and find out what it is.
+#include "connection/ConnectionImpl.hpp"
+
+#include "connection/ErrorTranslation.hpp"
+
+#include <atomic>
+#include <stdexcept>
+#include <string>
+
+namespace Amqp
+{
+
+namespace
+{
+
+constexpr std::uint16_t connectionChannel = 0;
+constexpr std::uint16_t unexpectedMethod = 2; // the error code
+
+bool CarriesContent(amqp_method_number_t method)
+{
+    return method == AMQP_BASIC_DELIVER_METHOD || method == AMQP_BASIC_RETURN_METHOD ||
+           method == AMQP_BASIC_GET_OK_METHOD;
+}
+
+} // namespace
+
+void Connection::ConnectionImpl::Stop()
+{
+    std::atomic_ref(stopRequested).store(true);
+}
+
+std::optional<bool> Connection::ConnectionImpl::Run(timeval wait)
+{
+    if (std::atomic_ref(stopRequested).exchange(false))
+    {
+        return false;
+    }
+    const bool limited = wait.tv_sec != 0 || wait.tv_usec != 0;
+    const timeval* const limit = limited ? &wait : nullptr;
+
+    const ReceivedEnvelope received(new amqp_envelope_t{}, envelope_deleter_t());
+    amqp_maybe_release_buffers(State());
+    const amqp_rpc_reply_t reply = amqp_consume_message(State(), received.get(), limit, 0);
+    if (reply.reply_type == AMQP_RESPONSE_NORMAL)
+    {
+        Dispatch(received);
+        return true;
+    }
+
+    // rabbitmq-c has freed what it had read and leaves the pointers standing.
+    *received = {};
+    if (reply.reply_type != AMQP_RESPONSE_LIBRARY_EXCEPTION)
+    {
+        return false;
+    }
+    switch (reply.library_error)
+    {
+    case AMQP_STATUS_UNEXPECTED_STATE:
+        return HandleFrame(limit);
+    case AMQP_STATUS_TIMEOUT:
+    case AMQP_STATUS_HEARTBEAT_TIMEOUT:
+        return {};
+    default:
+        return CheckStatus(reply.library_error, nullptr);
+    }
+}
+
+// Handles the frame that amqp_consume_message put back because it begins no delivery.
+bool Connection::ConnectionImpl::HandleFrame(const timeval* wait)
+{
+    amqp_frame_t frame{};
+    CheckStatus(amqp_simple_wait_frame_noblock(State(), &frame, wait), nullptr);
+    if (frame.frame_type != AMQP_FRAME_METHOD)
+    {
+        return false;
+    }
+    if (frame.channel == connectionChannel && frame.payload.method.id == AMQP_CONNECTION_CLOSE_METHOD)
+    {
+        AnswerConnectionClose();
+        return false;
+    }
+
+    Channel* const channel = FindChannel(frame.channel);
+    if (channel == nullptr)
+    {
+        // Reading content where none follows would wait for ever.
+        if (CarriesContent(frame.payload.method.id))
+        {
+            SkipContent(frame.channel);
+        }
+        return true;
+    }
+    try
+    {
+        return HandleMethod(frame, *channel);
+    }
+    catch (const ErrorCode& error)
+    {
+        channels.erase(frame.channel);
+        throw ErrorCode(error);
+    }
+    catch (const std::runtime_error& error)
+    {
+        channels.erase(frame.channel);
+        throw std::runtime_error(error.what());
+    }
+}
+
+bool Connection::ConnectionImpl::HandleMethod(const amqp_frame_t& frame, Channel& channel)
+{
+    switch (frame.payload.method.id)
+    {
+    case AMQP_CONNECTION_CLOSE_METHOD:
+        channels.clear();
+        return false;
+    case AMQP_CHANNEL_CLOSE_METHOD:
+        HandleChannelClose(frame.channel, channel);
+        return true;
+    case AMQP_BASIC_RETURN_METHOD:
+        HandleReturn(*static_cast<const amqp_basic_return_t*>(frame.payload.method.decoded), channel);
+        return true;
+    case AMQP_BASIC_ACK_METHOD:
+        SkipContent(frame.channel);
+        return true;
+    default:
+        throw ErrorCode("Unexpected Amqp method received " + std::to_string(frame.payload.method.id), ErrorCode::Server,
+                        unexpectedMethod);
+    }
+}
+
+void Connection::ConnectionImpl::AnswerConnectionClose()
+{
+    amqp_connection_close_ok_t closeOk{};
+    amqp_send_method(State(), connectionChannel, AMQP_CONNECTION_CLOSE_OK_METHOD, &closeOk);
+    channels.clear();
+}
+
+} // namespace Amqp

@@ -1,0 +1,99 @@
+// From nothing to a connection that is logged in, and back.
+#include "connection/ConnectionImpl.hpp"
+
+#include "connection/ErrorTranslation.hpp"
+#include "values/FieldCodec.hpp"
+
+#include <stdexcept>
+
+namespace Amqp
+{
+
+namespace
+{
+
+constexpr int noChannelLimit = 0;
+
+void OpenSocket(amqp_socket_t* socket, const char* host, unsigned short port, const char* refusal)
+{
+    if (amqp_socket_open(socket, host, port) != AMQP_STATUS_OK)
+    {
+        throw std::runtime_error(refusal);
+    }
+}
+
+} // namespace
+
+timeval ToTimeval(std::chrono::microseconds duration)
+{
+    constexpr std::int64_t perSecond = 1'000'000;
+    timeval split{};
+    split.tv_sec = static_cast<std::int32_t>(duration.count() / perSecond);
+    split.tv_usec = static_cast<std::int32_t>(duration.count() % perSecond);
+    return split;
+}
+
+Connection::ConnectionImpl::ConnectionImpl(const Table& properties, std::chrono::microseconds timeout)
+    : state(amqp_new_connection()), consumeTimeout(ToTimeval(timeout))
+{
+    if (!state)
+    {
+        throw std::runtime_error("Unable to instanciate new AMQP logical connection");
+    }
+    clientProperties = properties;
+    // Refused here, before anything is sent: rabbitmq-c would send a table that no broker can read.
+    if (!WireSize(EncodedTable(clientProperties).Get()))
+    {
+        throw FromStatus(AMQP_STATUS_BAD_AMQP_DATA);
+    }
+}
+
+Connection::ConnectionImpl::~ConnectionImpl()
+{
+    // rabbitmq-c cannot say goodbye on a connection that never got a socket.
+    if (amqp_get_socket(State()) != nullptr)
+    {
+        amqp_connection_close(State(), AMQP_REPLY_SUCCESS);
+    }
+    subscriptions.clear();
+    pendingReturns.clear();
+}
+
+void Connection::ConnectionImpl::OpenTcp(const char* host, unsigned short port)
+{
+    amqp_socket_t* const socket = amqp_tcp_socket_new(State());
+    if (socket == nullptr)
+    {
+        throw std::runtime_error("Unable to instanciate new AMQP TCP connection");
+    }
+    OpenSocket(socket, host, port, "Unable to open a AMQP TCP socket");
+}
+
+void Connection::ConnectionImpl::OpenTls(const char* host, unsigned short port)
+{
+    amqp_socket_t* const socket = amqp_ssl_socket_new(State());
+    if (socket == nullptr)
+    {
+        throw std::runtime_error("Unable to instanciate new AMQP SSL TCP connection");
+    }
+    OpenSocket(socket, host, port, "Unable to open a AMQP SSL TCP socket");
+}
+
+void Connection::ConnectionImpl::LogIn(const Login& login)
+{
+    const auto heartbeat = static_cast<int>(login.heartbeat.count());
+    const EncodedTable properties(clientProperties);
+    // SASL EXTERNAL takes one credential and does not look at the second.
+    const amqp_rpc_reply_t reply =
+        clientProperties.Empty()
+            ? amqp_login(State(), login.virtualHost, noChannelLimit, login.frameMax, heartbeat, login.method,
+                         login.user, login.password)
+            : amqp_login_with_properties(State(), login.virtualHost, noChannelLimit, login.frameMax, heartbeat,
+                                         &properties.Get(), login.method, login.user, login.password);
+    if (ErrorCode error = FromReply(reply))
+    {
+        throw error;
+    }
+}
+
+} // namespace Amqp

@@ -1,0 +1,94 @@
+#include <amqp/Consumer.hpp>
+
+#include <fmt/format.h>
+
+#include <utility>
+
+namespace Amqp
+{
+
+Consumer::Consumer(std::shared_ptr<Connection> shared, std::string_view exchange,
+                   std::function<void(std::string_view)> logSink, std::string_view prefix,
+                   std::function<void(const std::exception&)> exceptionSink)
+    : connection(std::move(shared)), exchangeName(exchange), log(std::move(logSink)), queuePrefix(prefix),
+      onException(std::move(exceptionSink))
+{
+}
+
+// Joining fails only on the listening thread itself. That cannot be survived: the thread would outlive the
+// consumer it works for.
+Consumer::~Consumer()
+{
+    Stop();
+}
+
+void Consumer::Bind(std::string_view name, std::function<Acknowledge(const Envelope&)> handler, bool serverNamed)
+{
+    Log(fmt::format("RabbitMQ: Binding {}", name));
+    const auto channel = std::make_shared<Channel>(connection, [this](ErrorCode&& error) { Log(error.what()); });
+    channels.push_back(channel);
+    channel->DeclareExchange(exchangeName, ExchangeType::Topic, /*durable*/ true, /*internal*/ false,
+                             /*autoDelete*/ false);
+    std::string queue;
+    if (serverNamed)
+    {
+        queue = channel->DeclareQueue(/*durable*/ true, /*exclusive*/ false, /*autoDelete*/ true);
+    }
+    else
+    {
+        queue = queuePrefix + std::string(name);
+        channel->DeclareQueue(queue, /*durable*/ true, /*exclusive*/ false, /*autoDelete*/ true);
+    }
+    channel->BindQueue(queue, exchangeName, name);
+    channel->Subscribe(queue, std::move(handler), AcknowledgeMode::Auto, /*noLocal*/ true, /*exclusive*/ false);
+}
+
+void Consumer::MainBindingDone()
+{
+    Start();
+}
+
+void Consumer::Start()
+{
+    listener = std::thread([this] { Listen(); });
+}
+
+void Consumer::Stop()
+{
+    if (!listener.joinable())
+    {
+        return;
+    }
+    Log("RabbitMQ: Stop listening...");
+    connection->Stop();
+    listener.join();
+}
+
+void Consumer::Listen()
+{
+    try
+    {
+        Log("RabbitMQ: Listening...");
+        while (connection->Run().value_or(true))
+        {
+        }
+    }
+    catch (const std::exception& exception)
+    {
+        Log(fmt::format("RabbitMQ: Exception {}", exception.what()));
+        if (onException)
+        {
+            onException(exception);
+        }
+    }
+}
+
+void Consumer::Log(std::string_view line) const
+{
+    if (log)
+    {
+        log(line);
+    }
+}
+
+} // namespace Amqp

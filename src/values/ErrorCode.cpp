@@ -1,0 +1,46 @@
+#include <amqp/ErrorCode.hpp>
+
+#include <utility>
+
+namespace Amqp
+{
+
+ErrorCode::ErrorCode() : category(Success), code(0) {}
+
+ErrorCode::ErrorCode(const std::string& text, Categories layer, unsigned short number)
+    : message(text), category(layer), code(number)
+{
+}
+
+ErrorCode::ErrorCode(const ErrorCode& other) = default;
+
+// A moved-from std::string is only promised to be valid; a moved-from error is promised to have no message.
+ErrorCode::ErrorCode(ErrorCode&& other) noexcept
+    : std::exception(other), message(std::exchange(other.message, {})), category(other.category), code(other.code)
+{
+}
+
+ErrorCode::~ErrorCode() = default;
+
+ErrorCode& ErrorCode::operator=(const ErrorCode& other) = default;
+
+ErrorCode& ErrorCode::operator=(ErrorCode&& other) noexcept
+{
+    std::exception::operator=(other);
+    message = std::exchange(other.message, {});
+    category = other.category;
+    code = other.code;
+    return *this;
+}
+
+ErrorCode::operator bool() const
+{
+    return category != Success;
+}
+
+const char* ErrorCode::what() const noexcept
+{
+    return message.c_str();
+}
+
+} // namespace Amqp

@@ -1,0 +1,200 @@
+#include <amqp/MetaData.hpp>
+
+#include "values/RabbitMq.hpp"
+
+#include <algorithm>
+
+namespace Amqp
+{
+
+namespace
+{
+
+// One more than the 255 bytes that AMQP can send: a text that was cut is refused when published, not sent short.
+constexpr std::size_t longestText = 256;
+constexpr std::uint8_t highestPriority = 9;
+
+} // namespace
+
+MetaData::MetaData() = default;
+
+MetaData::MetaData(const MetaData& other) = default;
+
+MetaData::MetaData(MetaData&& other) = default;
+
+MetaData::~MetaData() = default;
+
+MetaData& MetaData::operator=(const MetaData& other) = default;
+
+MetaData& MetaData::operator=(MetaData&& other) = default;
+
+void MetaData::SetText(std::string& property, std::string_view value, std::uint32_t flag)
+{
+    property.assign(value.substr(0, longestText));
+    flags |= flag;
+}
+
+std::string_view MetaData::ContentType() const
+{
+    return contentType;
+}
+
+void MetaData::ContentType(std::string_view value)
+{
+    SetText(contentType, value, AMQP_BASIC_CONTENT_TYPE_FLAG);
+}
+
+std::string_view MetaData::ContentEncoding() const
+{
+    return contentEncoding;
+}
+
+void MetaData::ContentEncoding(std::string_view value)
+{
+    SetText(contentEncoding, value, AMQP_BASIC_CONTENT_ENCODING_FLAG);
+}
+
+std::string_view MetaData::CorrelationId() const
+{
+    return correlationId;
+}
+
+void MetaData::CorrelationId(std::string_view value)
+{
+    SetText(correlationId, value, AMQP_BASIC_CORRELATION_ID_FLAG);
+}
+
+std::string_view MetaData::ReplyTo() const
+{
+    return replyTo;
+}
+
+void MetaData::ReplyTo(std::string_view value)
+{
+    SetText(replyTo, value, AMQP_BASIC_REPLY_TO_FLAG);
+}
+
+std::string_view MetaData::Expiration() const
+{
+    return expiration;
+}
+
+void MetaData::Expiration(std::string_view value)
+{
+    SetText(expiration, value, AMQP_BASIC_EXPIRATION_FLAG);
+}
+
+std::string_view MetaData::MessageId() const
+{
+    return messageId;
+}
+
+void MetaData::MessageId(std::string_view value)
+{
+    SetText(messageId, value, AMQP_BASIC_MESSAGE_ID_FLAG);
+}
+
+std::string_view MetaData::Type() const
+{
+    return type;
+}
+
+void MetaData::Type(std::string_view value)
+{
+    SetText(type, value, AMQP_BASIC_TYPE_FLAG);
+}
+
+std::string_view MetaData::UserId() const
+{
+    return userId;
+}
+
+void MetaData::UserId(std::string_view value)
+{
+    SetText(userId, value, AMQP_BASIC_USER_ID_FLAG);
+}
+
+std::string_view MetaData::ApplicationId() const
+{
+    return applicationId;
+}
+
+void MetaData::ApplicationId(std::string_view value)
+{
+    SetText(applicationId, value, AMQP_BASIC_APP_ID_FLAG);
+}
+
+std::string_view MetaData::ClusterId() const
+{
+    return clusterId;
+}
+
+void MetaData::ClusterId(std::string_view value)
+{
+    SetText(clusterId, value, AMQP_BASIC_CLUSTER_ID_FLAG);
+}
+
+MetaData::DeliveryType MetaData::DeliveryMode() const
+{
+    return deliveryMode;
+}
+
+void MetaData::DeliveryMode(DeliveryType value)
+{
+    deliveryMode = value;
+    flags |= AMQP_BASIC_DELIVERY_MODE_FLAG;
+}
+
+std::uint8_t MetaData::Priority() const
+{
+    return priority;
+}
+
+void MetaData::Priority(std::uint8_t value)
+{
+    priority = std::min(value, highestPriority);
+    flags |= AMQP_BASIC_PRIORITY_FLAG;
+}
+
+std::uint64_t MetaData::TimeStamp() const
+{
+    return timeStamp;
+}
+
+void MetaData::TimeStamp(std::uint64_t value)
+{
+    timeStamp = value;
+    flags |= AMQP_BASIC_TIMESTAMP_FLAG;
+}
+
+Table& MetaData::Headers()
+{
+    return headers;
+}
+
+const Table& MetaData::Headers() const
+{
+    return headers;
+}
+
+void MetaData::Headers(const Table& value)
+{
+    if (&value != &headers)
+    {
+        headers = value;
+    }
+    flags |= AMQP_BASIC_HEADERS_FLAG;
+}
+
+void MetaData::Headers(Table&& value)
+{
+    const Table& unmoved = value;
+    Headers(unmoved);
+}
+
+std::uint32_t MetaData::Flags() const
+{
+    return flags;
+}
+
+} // namespace Amqp

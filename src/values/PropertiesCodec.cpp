@@ -1,0 +1,159 @@
+#include "values/PropertiesCodec.hpp"
+
+#include "values/Bytes.hpp"
+
+#include <algorithm>
+#include <array>
+
+namespace Amqp
+{
+
+EncodedProperties::EncodedProperties(const MetaData& metaData) : headers(metaData.Headers())
+{
+    value._flags = metaData.Flags();
+    value.content_type = ToBytes(metaData.ContentType());
+    value.content_encoding = ToBytes(metaData.ContentEncoding());
+    value.headers = headers.Get();
+    value.delivery_mode = metaData.DeliveryMode();
+    value.priority = metaData.Priority();
+    value.correlation_id = ToBytes(metaData.CorrelationId());
+    value.reply_to = ToBytes(metaData.ReplyTo());
+    value.expiration = ToBytes(metaData.Expiration());
+    value.message_id = ToBytes(metaData.MessageId());
+    value.timestamp = metaData.TimeStamp();
+    value.type = ToBytes(metaData.Type());
+    value.user_id = ToBytes(metaData.UserId());
+    value.app_id = ToBytes(metaData.ApplicationId());
+    value.cluster_id = ToBytes(metaData.ClusterId());
+    if (!metaData.Headers().Empty())
+    {
+        value._flags |= AMQP_BASIC_HEADERS_FLAG;
+    }
+}
+
+EncodedProperties EncodeProperties(const MetaData& metaData)
+{
+    return EncodedProperties(metaData);
+}
+
+int CheckEncodable(const amqp_basic_properties_t& properties, std::size_t room)
+{
+    struct Text
+    {
+        amqp_flags_t flag;
+        std::size_t length;
+    };
+    const std::array texts = {Text{AMQP_BASIC_CONTENT_TYPE_FLAG, properties.content_type.len},
+                              Text{AMQP_BASIC_CONTENT_ENCODING_FLAG, properties.content_encoding.len},
+                              Text{AMQP_BASIC_CORRELATION_ID_FLAG, properties.correlation_id.len},
+                              Text{AMQP_BASIC_REPLY_TO_FLAG, properties.reply_to.len},
+                              Text{AMQP_BASIC_EXPIRATION_FLAG, properties.expiration.len},
+                              Text{AMQP_BASIC_MESSAGE_ID_FLAG, properties.message_id.len},
+                              Text{AMQP_BASIC_TYPE_FLAG, properties.type.len},
+                              Text{AMQP_BASIC_USER_ID_FLAG, properties.user_id.len},
+                              Text{AMQP_BASIC_APP_ID_FLAG, properties.app_id.len},
+                              Text{AMQP_BASIC_CLUSTER_ID_FLAG, properties.cluster_id.len}};
+    constexpr std::size_t longestText = 255;
+
+    std::size_t size = 2; // the flags
+    for (const Text& text : texts)
+    {
+        if ((properties._flags & text.flag) == 0)
+        {
+            continue;
+        }
+        if (text.length > longestText)
+        {
+            return AMQP_STATUS_BAD_AMQP_DATA;
+        }
+        size += 1 + text.length;
+    }
+    if ((properties._flags & AMQP_BASIC_HEADERS_FLAG) == 0)
+    {
+        return AMQP_STATUS_OK; // every other property at its longest fits the smallest frame there is
+    }
+
+    const auto headers = WireSize(properties.headers);
+    if (!headers)
+    {
+        return AMQP_STATUS_BAD_AMQP_DATA;
+    }
+    size += *headers;
+    size += (properties._flags & AMQP_BASIC_DELIVERY_MODE_FLAG) != 0 ? sizeof(properties.delivery_mode) : 0;
+    size += (properties._flags & AMQP_BASIC_PRIORITY_FLAG) != 0 ? sizeof(properties.priority) : 0;
+    size += (properties._flags & AMQP_BASIC_TIMESTAMP_FLAG) != 0 ? sizeof(properties.timestamp) : 0;
+    return size <= room ? AMQP_STATUS_OK : AMQP_STATUS_TABLE_TOO_BIG;
+}
+
+void DecodeProperties(const amqp_basic_properties_t& properties, MetaData& metaData)
+{
+    const auto present = [&properties](amqp_flags_t flag) { return (properties._flags & flag) != 0; };
+
+    if (present(AMQP_BASIC_APP_ID_FLAG))
+    {
+        metaData.ApplicationId(ToView(properties.app_id));
+    }
+    if (present(AMQP_BASIC_CLUSTER_ID_FLAG))
+    {
+        metaData.ClusterId(ToView(properties.cluster_id));
+    }
+    if (present(AMQP_BASIC_CONTENT_ENCODING_FLAG))
+    {
+        metaData.ContentEncoding(ToView(properties.content_encoding));
+    }
+    if (present(AMQP_BASIC_CONTENT_TYPE_FLAG))
+    {
+        metaData.ContentType(ToView(properties.content_type));
+    }
+    if (present(AMQP_BASIC_CORRELATION_ID_FLAG))
+    {
+        metaData.CorrelationId(ToView(properties.correlation_id));
+    }
+    if (present(AMQP_BASIC_DELIVERY_MODE_FLAG))
+    {
+        metaData.DeliveryMode(MetaData::DeliveryType(properties.delivery_mode));
+    }
+    if (present(AMQP_BASIC_EXPIRATION_FLAG))
+    {
+        metaData.Expiration(ToView(properties.expiration));
+    }
+    if (present(AMQP_BASIC_MESSAGE_ID_FLAG))
+    {
+        metaData.MessageId(ToView(properties.message_id));
+    }
+    if (present(AMQP_BASIC_PRIORITY_FLAG))
+    {
+        metaData.Priority(properties.priority);
+    }
+    if (present(AMQP_BASIC_REPLY_TO_FLAG))
+    {
+        metaData.ReplyTo(ToView(properties.reply_to));
+    }
+    if (present(AMQP_BASIC_TIMESTAMP_FLAG))
+    {
+        metaData.TimeStamp(properties.timestamp);
+    }
+    if (present(AMQP_BASIC_TYPE_FLAG))
+    {
+        metaData.Type(ToView(properties.type));
+    }
+    if (present(AMQP_BASIC_USER_ID_FLAG))
+    {
+        metaData.UserId(ToView(properties.user_id));
+    }
+    if (present(AMQP_BASIC_HEADERS_FLAG))
+    {
+        metaData.Headers(DecodeTable(properties.headers));
+    }
+}
+
+Envelope MakeReceivedEnvelope(const amqp_message_t& message)
+{
+    Envelope envelope;
+    envelope.SetBody(static_cast<const char*>(message.body.bytes), message.body.len);
+    envelope.DeliveryMode(MetaData::Persistent);
+    DecodeProperties(message.properties, envelope);
+    return envelope;
+}
+
+} // namespace Amqp

@@ -1,0 +1,88 @@
+// Declared in FieldCodec.hpp. Sizes are those of RabbitMQ's dialect of AMQP field values, which rabbitmq-c writes.
+#include "values/FieldCodec.hpp"
+
+#include <cstdint>
+
+namespace Amqp
+{
+
+namespace
+{
+
+constexpr std::size_t longestKey = 255;
+constexpr std::size_t lengthField = 4;
+
+std::optional<std::size_t> WireSize(const amqp_field_value_t& value);
+
+std::optional<std::size_t> WireSize(const amqp_array_t& array)
+{
+    std::size_t size = lengthField;
+    for (int i = 0; i < array.num_entries; ++i)
+    {
+        const auto element = WireSize(array.entries[i]);
+        if (!element)
+        {
+            return {};
+        }
+        size += *element;
+    }
+    return size;
+}
+
+// The kind's octet is counted too.
+std::optional<std::size_t> WireSize(const amqp_field_value_t& value)
+{
+    constexpr std::size_t kind = 1;
+    switch (value.kind)
+    {
+    case AMQP_FIELD_KIND_BOOLEAN:
+    case AMQP_FIELD_KIND_I8:
+    case AMQP_FIELD_KIND_U8:
+        return kind + sizeof(std::uint8_t);
+    case AMQP_FIELD_KIND_I16:
+    case AMQP_FIELD_KIND_U16:
+        return kind + sizeof(std::uint16_t);
+    case AMQP_FIELD_KIND_I32:
+    case AMQP_FIELD_KIND_U32:
+    case AMQP_FIELD_KIND_F32:
+        return kind + sizeof(std::uint32_t);
+    case AMQP_FIELD_KIND_I64:
+    case AMQP_FIELD_KIND_U64:
+    case AMQP_FIELD_KIND_F64:
+        return kind + sizeof(std::uint64_t);
+    case AMQP_FIELD_KIND_BYTES:
+        return kind + lengthField + value.value.bytes.len;
+    case AMQP_FIELD_KIND_ARRAY:
+    {
+        const auto array = WireSize(value.value.array);
+        return array ? std::optional(kind + *array) : std::nullopt;
+    }
+    case AMQP_FIELD_KIND_TABLE:
+    {
+        const auto table = Amqp::WireSize(value.value.table);
+        return table ? std::optional(kind + *table) : std::nullopt;
+    }
+    default: // void
+        return kind;
+    }
+}
+
+} // namespace
+
+std::optional<std::size_t> WireSize(const amqp_table_t& table)
+{
+    std::size_t size = lengthField;
+    for (int i = 0; i < table.num_entries; ++i)
+    {
+        const amqp_table_entry_t& entry = table.entries[i];
+        const auto value = WireSize(entry.value);
+        if (entry.key.len > longestKey || !value)
+        {
+            return {};
+        }
+        size += 1 + entry.key.len + *value;
+    }
+    return size;
+}
+
+} // namespace Amqp

@@ -1,0 +1,76 @@
+// Sockets with deadlines. A Listener is bound to a loopback port of the system's choice, a Stream is one accepted
+// connection; each owns its descriptor and is used by one thread at a time. No wait is longer than the deadline, which
+// the broker owns and may change from another thread while a wait is going on.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace Wire
+{
+
+constexpr std::chrono::milliseconds defaultDeadline{5000};
+using SharedDeadline = std::atomic<std::chrono::milliseconds>;
+
+class Descriptor
+{
+public:
+    explicit Descriptor(int owned = -1);
+    ~Descriptor();
+    Descriptor(Descriptor&& other) noexcept;
+    Descriptor& operator=(Descriptor&& other) noexcept;
+
+    int Get() const;
+    void Close();
+
+private:
+    int fd;
+};
+
+class Stream
+{
+public:
+    enum class Outcome
+    {
+        Ready,
+        Ended,
+        TimedOut
+    };
+
+    Stream(Descriptor socket, const SharedDeadline& deadline);
+
+    // Appends what has arrived, waiting for it until the deadline or for the time given.
+    Outcome Receive(std::string& buffer);
+    Outcome Receive(std::string& buffer, std::chrono::milliseconds limit);
+    Outcome Send(std::string_view bytes);
+
+    void EndOutput(); // the other side reads the end of the stream, receiving goes on
+    void Close();     // orderly: the client reads all that was sent, then the end of the stream
+    void Reset();     // the client gets a connection reset
+
+private:
+    Outcome ReceiveWithin(std::string& buffer, const SharedDeadline& limit);
+
+    Descriptor socket;
+    const SharedDeadline* deadline;
+};
+
+class Listener
+{
+public:
+    Listener(); // listens at once, throws std::system_error when that fails
+
+    std::uint16_t Port() const;
+    Descriptor Accept(const SharedDeadline& deadline); // holds no descriptor when nobody came
+    void Close();
+
+private:
+    Descriptor socket;
+    std::uint16_t port = 0;
+};
+
+} // namespace Wire
