@@ -62,7 +62,8 @@ public:
 
     /// Starts listening. To be called once: a second call ends the process.
     ///
-    /// @throws std::system_error  no thread could be started.
+    /// @throws std::runtime_error  "Unable to listen on a null connection".
+    /// @throws std::system_error   no thread could be started.
     void MainBindingDone();
 
 private:

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <stdexcept>
 #include <utility>
 
 namespace Amqp
@@ -50,6 +51,10 @@ void Consumer::MainBindingDone()
 
 void Consumer::Start()
 {
+    if (!connection)
+    {
+        throw std::runtime_error("Unable to listen on a null connection");
+    }
     listener = std::thread([this] { Listen(); });
 }
 
