@@ -3,6 +3,7 @@
 #include "values/Bytes.hpp"
 
 #include <cstdint>
+#include <cstring>
 #include <string>
 
 namespace Amqp
@@ -43,7 +44,11 @@ ErrorCode::Categories CategoryOf(int magnitude)
 
 ErrorCode FromReply(const amqp_rpc_reply_t& reply)
 {
-    switch (reply.reply_type)
+    // Read as a number: to switch on a value that the enumeration does not have would be undefined.
+    int type = 0;
+    static_assert(sizeof type == sizeof reply.reply_type);
+    std::memcpy(&type, &reply.reply_type, sizeof type);
+    switch (type)
     {
     case AMQP_RESPONSE_NONE:
         return {"Missing AMQP RPC reply type", ErrorCode::NoReply, noBrokerCode};

@@ -94,11 +94,13 @@ void Channel::Publish(std::string_view exchange, std::string_view routingKey, st
     }
     stream.seekg(0, std::ios::end);
     const std::streamoff size = stream.tellg();
-    if (size < 0) // not a file that can be wound back
+    std::string content;
+    // A pipe has no size, and a folder an absurd one.
+    if (size < 0 || static_cast<std::uint64_t>(size) > content.max_size())
     {
         throw std::runtime_error("Invalid stream state");
     }
-    std::string content(static_cast<std::size_t>(size), '\0');
+    content.resize(static_cast<std::size_t>(size));
     stream.seekg(0, std::ios::beg);
     stream.read(content.data(), size);
     Publish(exchange, routingKey, std::string_view(content), partSize, std::move(callback));

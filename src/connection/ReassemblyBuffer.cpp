@@ -66,6 +66,10 @@ ReassemblyBuffer::Result ReassemblyBuffer::Take(const ReceivedEnvelope& received
     {
         // The delivery stays unacknowledged and will come again: it must find its place free then.
         parts.erase(part);
+        if (parts.empty())
+        {
+            series.erase(found);
+        }
         throw;
     }
     series.erase(found);

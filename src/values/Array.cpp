@@ -17,7 +17,13 @@ Array::~Array() = default;
 
 Array& Array::operator=(Array&& other) noexcept = default;
 
-Array& Array::operator=(const Array& other) = default;
+Array& Array::operator=(const Array& other)
+{
+    // Copied before anything is given up: `other` may be an element of this array.
+    auto copy = other.entries;
+    entries.swap(copy);
+    return *this;
+}
 
 bool Array::Empty() const
 {

@@ -43,6 +43,7 @@ amqp_field_value_t EncodeArray(const Array& array)
 {
     Encoding encoding;
     encoding.value.kind = AMQP_FIELD_KIND_ARRAY;
+    encoding.value.value.array = {0, nullptr};
     if (!array.Empty())
     {
         auto* entry = AllocateEntries<amqp_field_value_t>(array.Entries().size());
@@ -61,6 +62,7 @@ amqp_field_value_t EncodeTable(const Table& table)
 {
     Encoding encoding;
     encoding.value.kind = AMQP_FIELD_KIND_VOID;
+    encoding.value.value.table = {0, nullptr};
     if (!table.Empty())
     {
         auto* entry = AllocateEntries<amqp_table_entry_t>(table.Entries().size());

@@ -26,7 +26,8 @@ EncodedProperties EncodeProperties(const MetaData& metaData);
 
 /// Whether rabbitmq-c can put these properties into a frame whose payload has `room` bytes left for them:
 /// AMQP_STATUS_OK, AMQP_STATUS_BAD_AMQP_DATA for a text or a key of more than 255 bytes, AMQP_STATUS_TABLE_TOO_BIG.
-/// Found out without writing anything, which rabbitmq-c itself does not: it sends the method first.
+/// Found out without writing anything, which rabbitmq-c itself does not: it sends the method first. Properties
+/// without headers fit any frame that AMQP allows, and their room is not looked at.
 int CheckEncodable(const amqp_basic_properties_t& properties, std::size_t room);
 
 /// Sets each property that is present; leaves the others as they are.

@@ -11,7 +11,13 @@ Table::Table(const Table& other) = default;
 
 Table::~Table() = default;
 
-Table& Table::operator=(const Table& other) = default;
+Table& Table::operator=(const Table& other)
+{
+    // Copied before anything is given up: `other` may be an entry of this table.
+    auto copy = other.entries;
+    entries.swap(copy);
+    return *this;
+}
 
 bool Table::Empty() const
 {

@@ -66,3 +66,9 @@ Amqp::ErrorCode ErrorOf(Action&& action)
     ADD_FAILURE() << "no ErrorCode was thrown";
     return {};
 }
+
+// A handler for deliveries that do not matter.
+inline Amqp::Acknowledge Ignore(const Amqp::Envelope&)
+{
+    return Amqp::Ack;
+}

@@ -1,0 +1,131 @@
+// How much memory a body of 256 MiB in parts of 1 MiB takes: sending copies none of it, receiving copies it once.
+#include "AllocationCount.hpp"
+#include "wire/Series.hpp"
+
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+
+namespace
+{
+
+constexpr std::size_t mebibyte = 1024 * 1024;
+constexpr std::size_t partSize = mebibyte;
+constexpr std::size_t partCount = 256;
+
+// The 32-bit numbers from 0 up, as they lie in memory, and their SHA-256: no two parts are alike.
+constexpr std::string_view bodyHash = "dd35184592035e35706106862e5f431a5a1f9868354055b970e2d4bb6f18ba05";
+
+const std::string& Body()
+{
+    static const std::string body = []
+    {
+        std::string bytes(partSize * partCount, '\0');
+        for (std::uint32_t number = 0; number < bytes.size() / sizeof number; ++number)
+        {
+            std::memcpy(bytes.data() + number * sizeof number, &number, sizeof number);
+        }
+        return bytes;
+    }();
+    return body;
+}
+
+std::string_view Part(std::size_t index)
+{
+    return std::string_view(Body()).substr(index * partSize, partSize);
+}
+
+void Report(const char* what, const AllocationCount& count)
+{
+    std::cout << what << ' ' << Body().size() / mebibyte << " MiB in parts of " << partSize / mebibyte
+              << " MiB: " << count.total << " bytes allocated in all, " << count.peak << " at a time\n";
+}
+
+} // namespace
+
+TEST(AllocationCount, SeesOperatorNewAndMallocOfThisThreadOnly)
+{
+    CountFromZero();
+    std::thread(
+        []
+        {
+            void* volatile elsewhere = std::malloc(100 * mebibyte); // volatile, or the compiler does without
+            std::free(elsewhere);
+        })
+        .join();
+    EXPECT_LT(Allocated().total, mebibyte);
+
+    void* volatile body = operator new(10 * mebibyte);
+    void* volatile more = std::malloc(20 * mebibyte);
+    EXPECT_GE(Allocated().live, std::int64_t{30 * mebibyte});
+    std::free(more);
+    operator delete(body);
+
+    EXPECT_LT(Allocated().live, std::int64_t{mebibyte});
+    EXPECT_GE(Allocated().peak, std::int64_t{30 * mebibyte});
+    EXPECT_GE(Allocated().total, 30 * mebibyte);
+}
+
+TEST(MultipartMemory, SendingAllocatesLessThanAMebibyteInAll)
+{
+    ScriptedBroker broker(OnChannel(
+        [](Dialogue& peer)
+        {
+            for (std::size_t index = 0; index < partCount; ++index)
+            {
+                Properties properties = PlainProperties();
+                properties.headers = PartHeaders(index, partCount, bodyHash);
+                peer.ExpectPublish(1, {.routingKey = "q"}, properties, Part(index));
+            }
+        }));
+    broker.Deadline(60s);
+    const Client client(broker);
+    const std::string& body = Body();
+
+    CountFromZero();
+    client.channel->Publish("", "q", body, partSize, {});
+    const AllocationCount count = Allocated();
+
+    Report("sending", count);
+    EXPECT_LT(count.total, mebibyte);
+    EXPECT_TRUE(client.noted.errors.empty());
+}
+
+TEST(MultipartMemory, ReceivingTakesLessThanTwiceTheBodyAnd16MebibytesAtATime)
+{
+    ScriptedBroker broker(OnSender(
+        [](Sender& sender)
+        {
+            for (std::size_t index = partCount; index-- > 0;)
+            {
+                sender.DeliverAcked(
+                    {.headers = PartHeaders(index, partCount, bodyHash), .body = std::string(Part(index))});
+            }
+        }));
+    broker.Deadline(60s);
+    const std::string& body = Body();
+    const Client client(broker);
+    bool right = false;
+    client.channel->Subscribe(
+        "q",
+        [&](const Amqp::Envelope& envelope)
+        {
+            right = envelope.ViewBody(0, envelope.Size()) == body;
+            return Amqp::Ack;
+        },
+        Amqp::Explicit, false, false);
+
+    CountFromZero();
+    for (std::size_t step = 0; step < partCount; ++step)
+    {
+        ASSERT_EQ(client.connection->Run(60s), std::optional(true));
+    }
+    const AllocationCount count = Allocated();
+
+    Report("receiving", count);
+    EXPECT_TRUE(right) << "the joined body is not the one that was sent";
+    EXPECT_LT(count.peak, std::int64_t{2 * partSize * partCount + 16 * mebibyte});
+    EXPECT_GT(count.peak, std::int64_t{2 * partSize * partCount}) << "less than the parts and the body: miscounted";
+    // rabbitmq-c keeps the frames of one message until the next step.
+    EXPECT_LT(count.live, std::int64_t{2 * partSize}) << "not released after the handler";
+}

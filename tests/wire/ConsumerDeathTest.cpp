@@ -1,0 +1,63 @@
+// Uses of a consumer that end the process, each in a process of its own.
+#include <csignal>
+
+#include "Listening.hpp"
+
+namespace
+{
+
+using Amqp::Consumer;
+
+void ListenTwice()
+{
+    ScriptedBroker broker(WithBindings([](Dialogue&) {}, 0));
+    Consumer consumer(Connect(broker), "ex", {}, "", {});
+    consumer.MainBindingDone();
+    consumer.MainBindingDone();
+}
+
+void DestroyFromAHandler()
+{
+    Event started; // until then the thread is not the consumer's to join
+    Event never;
+    ScriptedBroker broker(
+        [](Dialogue& peer)
+        {
+            peer.Login();
+            AcceptOneBinding(peer);
+            peer.Deliver(1, {.consumerTag = "1/1"}, {}, "");
+            peer.ReadFrame();
+        });
+    auto consumer = std::make_unique<Consumer>(Connect(broker), "ex", nullptr, "", nullptr);
+    consumer->Bind(
+        "x",
+        [&](const Amqp::Envelope&)
+        {
+            static_cast<void>(started.Wait());
+            consumer.reset();
+            return Amqp::Ack;
+        },
+        false);
+    consumer->MainBindingDone();
+    started.Set();
+    static_cast<void>(never.Wait());
+}
+
+class ConsumerDeathTest : public testing::Test
+{
+protected:
+    // The process is started anew rather than forked, since threads do not survive a fork.
+    ConsumerDeathTest() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+};
+
+} // namespace
+
+TEST_F(ConsumerDeathTest, MainBindingDoneTwiceTerminatesTheProcess)
+{
+    EXPECT_EXIT(ListenTwice(), testing::KilledBySignal(SIGABRT), "terminate called without an active exception");
+}
+
+TEST_F(ConsumerDeathTest, AHandlerThatDestroysItsConsumerTerminatesTheProcess)
+{
+    EXPECT_EXIT(DestroyFromAHandler(), testing::KilledBySignal(SIGABRT), "Resource deadlock avoided");
+}

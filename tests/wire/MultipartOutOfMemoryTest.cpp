@@ -1,0 +1,57 @@
+// A series for whose joined body there is no memory. Stands in for rabbitmq-c's allocation of bodies, so that one of
+// a size of the test's choice fails; rabbitmq-c's own calls come here, too, and are served.
+#include "Series.hpp"
+#include "values/RabbitMq.hpp"
+
+#include <array>
+#include <cstdlib>
+#include <new>
+
+namespace
+{
+
+std::size_t refusedSize = SIZE_MAX;
+int refusals = 0;
+
+Message Part(std::uint64_t index)
+{
+    constexpr std::array<std::string_view, 3> bodies{"0123", "4567", "89"};
+    return {.headers = PartHeaders(index, 3), .body = std::string(bodies.at(index))};
+}
+
+} // namespace
+
+amqp_bytes_t AMQP_CALL amqp_bytes_malloc(std::size_t amount)
+{
+    if (amount == refusedSize)
+    {
+        ++refusals;
+        return amqp_empty_bytes;
+    }
+    return {amount, std::malloc(amount)};
+}
+
+TEST(MultipartOutOfMemory, RaisesBadAllocAnswersNothingAndCompletesWhenThePartComesAgain)
+{
+    ScriptedBroker broker(OnSender(
+        [](Sender& sender)
+        {
+            sender.DeliverAcked(Part(0));
+            sender.DeliverAcked(Part(2));
+            sender.Deliver(Part(1));
+            sender.DeliverNacked(Part(0)); // the others are there still
+            sender.DeliverNacked(Part(2));
+            sender.DeliverAcked(Part(1)); // and the place of this one is free
+        }));
+    Receiver receiver(broker);
+    receiver.Run(2);
+
+    refusedSize = 10;
+    EXPECT_THROW(receiver.connection->Run(), std::bad_alloc);
+    refusedSize = SIZE_MAX;
+    EXPECT_EQ(refusals, 1);
+    EXPECT_TRUE(receiver.inbox.bodies.empty());
+    receiver.Run(3);
+
+    EXPECT_THAT(receiver.inbox.bodies, testing::ElementsAre("0123456789"));
+}
