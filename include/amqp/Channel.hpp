@@ -27,10 +27,11 @@ namespace Amqp
 /// not be zero-terminated, and AMQP limits each to 255 bytes.
 ///
 /// Errors. What the broker refuses on this channel goes to the error notifier, and the operation returns normally.
-/// From then on the channel is dead: its number is closed at the broker, and only destroying it makes sense. Other
-/// channels go on. What ends the connection (the broker closed it, the socket failed, rabbitmq-c failed during a
-/// call that awaits a reply) is thrown as ErrorCode, and the connection with all its channels is dead. Pass
-/// OnErrorThrow as the notifier to have both thrown.
+/// From then on the channel is dead: its number is closed at the broker, and whatever would send something on it
+/// throws ErrorCode ("Channel is closed", `ChannelClosed`, 504) instead. Other channels go on. What ends the
+/// connection (the broker closed it, the socket failed, rabbitmq-c failed during a call that awaits a reply) is
+/// thrown as ErrorCode, and the connection with all its channels is dead. Pass OnErrorThrow as the notifier to have
+/// everything thrown.
 ///
 /// Calls that await the broker's reply (all but Publish) block until it comes. A `channel.close` that arrived
 /// while another channel awaited its reply is seen by the next Connection::Run and not before: let the loop run
@@ -164,7 +165,7 @@ public:
                       AcknowledgeMode mode, bool noLocal, bool exclusive);
 
     /// Forgets the handler and cancels the consumer (`basic.cancel`, amqp_basic_cancel). An unknown tag is no error.
-    /// Deliveries that are on their way are dropped, unacknowledged.
+    /// Deliveries that are on their way are dropped, unacknowledged. On a dead channel nothing is sent.
     void Unsubscribe(std::string_view consumerTag);
 
 private:

@@ -25,7 +25,8 @@ struct AMQP_EXPORT ErrorCode : public std::exception
         Library = 2,          ///< rabbitmq-c reported an error of its own.
         Server = 3,           ///< The broker sent a method that has no place here; `code` is 2.
         ConnectionClosed = 4, ///< The broker closed the connection; `code` is its reply code.
-        ChannelClosed = 5,    ///< The broker closed a channel; `code` is its reply code, or 0 when the run loop saw it.
+        ChannelClosed = 5,    ///< The broker closed a channel; `code` is its reply code, 0 when the run loop saw it,
+                              ///< or 504 when a closed channel was used again.
         Tcp = 6,              ///< The TCP socket failed.
         Ssl = 7,              ///< TLS failed.
         Unexpected = 8        ///< Anything else.

@@ -4,27 +4,28 @@
 namespace Amqp
 {
 
-std::uint16_t Connection::ConnectionImpl::OpenChannel(Channel& channel)
+void Connection::ConnectionImpl::RegisterChannel(Channel& channel)
 {
     const std::uint16_t number = ++lastChannelNumber;
     amqp_channel_open(State(), number);
-    return CheckLastReply(channel) ? number : 0;
+    if (CheckReply(channel, amqp_get_rpc_reply(State())))
+    {
+        channel.Token(number);
+        channels.try_emplace(number, &channel);
+        MarkClosed(number, false);
+    }
 }
 
-void Connection::ConnectionImpl::AddChannel(std::uint16_t number, Channel& channel)
+void Connection::ConnectionImpl::UnregisterChannel(const Channel& channel)
 {
-    channels.try_emplace(number, &channel);
-}
-
-void Connection::ConnectionImpl::CloseChannel(std::uint16_t number)
-{
+    const std::uint16_t number = channel.Token();
     if (FindChannel(number) == nullptr)
     {
         return;
     }
     amqp_channel_close(State(), number, AMQP_REPLY_SUCCESS);
     channels.erase(number);
-    MarkClosed(number);
+    MarkClosed(number, true);
 }
 
 Channel* Connection::ConnectionImpl::FindChannel(std::uint16_t number) const
@@ -33,13 +34,13 @@ Channel* Connection::ConnectionImpl::FindChannel(std::uint16_t number) const
     return found == channels.end() ? nullptr : found->second;
 }
 
-void Connection::ConnectionImpl::MarkClosed(std::uint16_t number)
+void Connection::ConnectionImpl::MarkClosed(std::uint16_t number, bool closed)
 {
     if (closedChannels.size() <= number)
     {
         closedChannels.resize(number + std::size_t{1});
     }
-    closedChannels[number] = true;
+    closedChannels[number] = closed;
 }
 
 bool Connection::ConnectionImpl::IsClosed(std::uint16_t number) const
@@ -49,16 +50,12 @@ bool Connection::ConnectionImpl::IsClosed(std::uint16_t number) const
 
 void Connection::RegisterChannel(Channel& channel)
 {
-    if (const std::uint16_t number = impl->OpenChannel(channel))
-    {
-        channel.Token(number);
-        impl->AddChannel(number, channel);
-    }
+    impl->RegisterChannel(channel);
 }
 
 void Connection::UnregisterChannel(Channel& channel)
 {
-    impl->CloseChannel(channel.Token());
+    impl->UnregisterChannel(channel);
 }
 
 } // namespace Amqp

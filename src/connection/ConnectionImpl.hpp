@@ -58,13 +58,22 @@ public:
     // channel: do not touch the channel after false.
     bool CheckReply(Channel& channel, const amqp_rpc_reply_t& reply);
     bool CheckStatus(int status, Channel* channel);
-    /// Ends each call that awaits a reply.
-    bool CheckLastReply(Channel& channel) { return CheckReply(channel, amqp_get_rpc_reply(State())); }
+    /// Throws when the channel's number is closed: its notifier has been told already. A broker answers whatever is
+    /// sent on such a number by closing the whole connection, or not at all.
+    void RequireOpen(const Channel& channel) const;
 
-    /// Opens the next channel number; gives it, or 0 when the broker refused and the notifier was told.
-    std::uint16_t OpenChannel(Channel& channel);
-    void AddChannel(std::uint16_t number, Channel& channel);
-    void CloseChannel(std::uint16_t number);
+    /// Makes one call that awaits the broker's reply, and checks the reply. Gives what the call gave; null when the
+    /// channel was told of an error.
+    template <typename Request>
+    auto Call(Channel& channel, Request request)
+    {
+        RequireOpen(channel);
+        const auto answer = request(State(), channel.Token());
+        return CheckReply(channel, amqp_get_rpc_reply(State())) ? answer : nullptr;
+    }
+
+    void RegisterChannel(Channel& channel);
+    void UnregisterChannel(const Channel& channel);
 
     void Publish(Channel& channel, std::string_view exchange, std::string_view routingKey, const Envelope& envelope,
                  PublishCallback& callback);
@@ -85,7 +94,7 @@ private:
     };
 
     Channel* FindChannel(std::uint16_t number) const;
-    void MarkClosed(std::uint16_t number);
+    void MarkClosed(std::uint16_t number, bool closed);
     bool IsClosed(std::uint16_t number) const;
 
     bool HandleFrame(const timeval* wait);

@@ -32,7 +32,7 @@ bool Connection::ConnectionImpl::CheckReply(Channel& channel, const amqp_rpc_rep
         amqp_channel_close_ok_t closeOk{};
         amqp_send_method(State(), channel.Token(), AMQP_CHANNEL_CLOSE_OK_METHOD, &closeOk);
         channels.erase(channel.Token());
-        MarkClosed(channel.Token());
+        MarkClosed(channel.Token(), true);
         Notify(channel, std::move(error));
         return false;
     }
@@ -66,9 +66,17 @@ bool Connection::ConnectionImpl::CheckStatus(int status, Channel* channel)
     return false;
 }
 
+void Connection::ConnectionImpl::RequireOpen(const Channel& channel) const
+{
+    if (IsClosed(channel.Token()))
+    {
+        throw ErrorCode("Channel is closed", ErrorCode::ChannelClosed, AMQP_CHANNEL_ERROR);
+    }
+}
+
 void Connection::ConnectionImpl::HandleChannelClose(std::uint16_t number, const Channel& channel)
 {
-    MarkClosed(number);
+    MarkClosed(number, true);
     Notify(channel, {"Broker requested channel close", ErrorCode::ChannelClosed, 0});
     channels.erase(number);
 }

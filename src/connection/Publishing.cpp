@@ -23,6 +23,7 @@ constexpr std::size_t contentHeaderFixed = 12;
 void Connection::ConnectionImpl::Publish(Channel& channel, std::string_view exchange, std::string_view routingKey,
                                          const Envelope& envelope, PublishCallback& callback)
 {
+    RequireOpen(channel);
     EncodedProperties properties = EncodeProperties(envelope);
     std::string messageId;
     if (callback)

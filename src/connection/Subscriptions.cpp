@@ -11,9 +11,14 @@ namespace Amqp
 void Connection::ConnectionImpl::Subscribe(Channel& channel, std::string_view consumerTag, DeliveryHandler handler,
                                            std::string_view queue, AcknowledgeMode mode, bool noLocal, bool exclusive)
 {
-    amqp_basic_consume(State(), channel.Token(), ToBytes(queue), ToBytes(consumerTag), noLocal,
-                       /*no_ack*/ mode == Auto, exclusive, amqp_empty_table);
-    if (CheckLastReply(channel))
+    const auto* const consuming =
+        Call(channel,
+             [&](amqp_connection_state_t connection, std::uint16_t number)
+             {
+                 return amqp_basic_consume(connection, number, ToBytes(queue), ToBytes(consumerTag), noLocal,
+                                           /*no_ack*/ mode == Auto, exclusive, amqp_empty_table);
+             });
+    if (consuming != nullptr)
     {
         subscriptions.try_emplace(std::string(consumerTag),
                                   std::make_shared<Subscription>(Subscription{std::move(handler), mode, {}}));
@@ -28,8 +33,12 @@ void Connection::ConnectionImpl::Unsubscribe(Channel& channel, std::string_view 
         return;
     }
     subscriptions.erase(found);
-    amqp_basic_cancel(State(), channel.Token(), ToBytes(consumerTag));
-    CheckLastReply(channel);
+    if (IsClosed(channel.Token()))
+    {
+        return; // the consumer went with its channel
+    }
+    Call(channel, [&](amqp_connection_state_t connection, std::uint16_t number)
+         { return amqp_basic_cancel(connection, number, ToBytes(consumerTag)); });
 }
 
 void Connection::Subscribe(Channel& channel, std::string_view consumerTag, DeliveryHandler handler,

@@ -39,8 +39,8 @@ private:
     amqp_field_value_t encoded;
 };
 
-/// How many bytes an encoded table takes on the wire, its length field included; nothing when a key, its own or a nested
-/// table's, is longer than the 255 bytes that AMQP can express. rabbitmq-c does not look: it would write a table
+/// How many bytes an encoded table takes on the wire, its length field included; nothing when a key, its own or a
+/// nested table's, is longer than the 255 bytes that AMQP can express. rabbitmq-c does not look: it would write a table
 /// that no broker can read.
 std::optional<std::size_t> WireSize(const amqp_table_t& table);
 

@@ -4,7 +4,6 @@
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::EndsWith;
-using testing::IsEmpty;
 using testing::StartsWith;
 
 namespace
@@ -226,7 +225,7 @@ TEST_F(BrokerRefusal, DeclaringAReservedNameIs403AndYieldsNoQueue)
 TEST_F(BrokerRefusal, PublishingToAMissingExchangeIsToldByTheLoop)
 {
     refused->Publish(Name("missing"), "key", "message", 0, {});
-    EXPECT_THAT(noted.errors, IsEmpty());
+    EXPECT_TRUE(noted.errors.empty());
 
     EXPECT_TRUE(RunUntil(*connection, [&] { return !noted.errors.empty(); }));
 
@@ -266,14 +265,15 @@ TEST_F(BrokerRefusal, AMessageInTheNameOfAnotherUserIsToldByTheLoop)
     ExpectRestOfConnectionWorks();
 }
 
-TEST_F(BrokerRefusal, UsingARefusedChannelAgainClosesTheConnectionWith504)
+TEST_F(BrokerRefusal, UsingARefusedChannelAgainThrowsAndLeavesTheConnectionAlone)
 {
     refused->DeclareQueue(Name("missing"));
 
     const Amqp::ErrorCode error = ErrorOf([&] { refused->DeclareQueue(queue); });
 
-    EXPECT_THAT(error, IsError(Amqp::ErrorCode::ConnectionClosed, 504, "CHANNEL_ERROR - expected 'channel.open'"));
+    EXPECT_THAT(error, IsError(Amqp::ErrorCode::ChannelClosed, 504, "Channel is closed"));
     EXPECT_EQ(noted.errors.size(), 1U);
+    ExpectOtherChannelWorks();
 }
 
 TEST_F(BrokerRefusal, ANotifierMayDestroyItsChannelInACall)

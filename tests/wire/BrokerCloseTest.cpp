@@ -62,6 +62,26 @@ TEST(BrokerChannelClose, IsNotAnsweredWithCloseOk)
     EXPECT_EQ(client.connection->Run(200ms), std::nullopt);
 }
 
+// The broker takes nothing on that number any more: a call would wait for an answer that never comes.
+TEST(BrokerChannelClose, LeavesAChannelWhoseUseThrowsWithNothingSent)
+{
+    ScriptedBroker broker(OnDroppedChannel(
+        [](Dialogue& peer)
+        {
+            AcceptConsumer(peer);
+            SendChannelClose(peer);
+        }));
+    const Client client(broker);
+    const std::string tag = client.channel->Subscribe("q", Ignore, Amqp::Explicit, false, false);
+    EXPECT_EQ(client.connection->Run(), true);
+
+    EXPECT_THAT(ErrorOf([&] { client.channel->DeclareQueue("q"); }),
+                IsError(Amqp::ErrorCode::ChannelClosed, 504, "Channel is closed"));
+    client.channel->Unsubscribe(tag);
+
+    EXPECT_EQ(client.noted.errors.size(), 1U);
+}
+
 TEST(BrokerChannelClose, ReachesOnlyTheChannelItNames)
 {
     ScriptedBroker broker(

@@ -77,7 +77,7 @@ TEST(ConsumerBind, LogsBeforeItTouchesTheConnection)
 }
 
 // A refusal ends no step: the operation returns normally, and the next one is tried on the closed channel.
-TEST(ConsumerBind, LogsTheTextOfARefusalUnprefixedAndGoesOn)
+TEST(ConsumerBind, LogsTheTextOfARefusalUnprefixedAndThrows)
 {
     ScriptedBroker broker(
         [](Dialogue& peer)
@@ -87,16 +87,13 @@ TEST(ConsumerBind, LogsTheTextOfARefusalUnprefixedAndGoesOn)
             peer.Receive<ExchangeDeclare>(1);
             peer.Send(1, ChannelClose{.replyCode = 406, .replyText = "PRECONDITION_FAILED - inequivalent arg 'type'"});
             peer.Expect(1, ChannelCloseOk{});
-            peer.Receive<QueueDeclare>(1);
-            peer.Send(0, ConnectionClose{.replyCode = 504, .replyText = "CHANNEL_ERROR"});
-            peer.Expect(1, ConnectionCloseOk{});
             peer.CloseConnection();
         });
     Log log;
     Consumer consumer(Connect(broker), "ex", log.Sink(), "", {});
 
     EXPECT_THAT(ErrorOf([&] { consumer.Bind("x", Ignore, false); }),
-                IsError(ErrorCode::ConnectionClosed, 504, "CHANNEL_ERROR"));
+                IsError(ErrorCode::ChannelClosed, 504, "Channel is closed"));
 
     EXPECT_THAT(log.Lines(),
                 testing::ElementsAre("RabbitMQ: Binding x", "PRECONDITION_FAILED - inequivalent arg 'type'"));

@@ -149,25 +149,27 @@ TEST(Refusal, IsThrownByANotifierThatThrows)
     EXPECT_EQ(error.message, TextFor(404));
 }
 
-// What becomes of that is the broker's to say; a RabbitMQ closes the connection.
-TEST(Refusal, LeavesAChannelWhoseOperationsStillGoOutOnItsNumber)
+// A broker would answer by closing the connection, and the channels that are well with it.
+TEST(Refusal, LeavesAChannelWhoseUseThrowsWithNothingSent)
 {
     ScriptedBroker broker(OnDroppedChannel(
         [](Dialogue& peer)
         {
             peer.Expect(1, QueuePurge{.queue = "q"});
             Refuse(peer, 404);
-            peer.Expect(1, QueuePurge{.queue = "again"});
-            peer.Send(0,
-                      ConnectionClose{.replyCode = 504, .replyText = "CHANNEL_ERROR", .classId = 50, .methodId = 30});
-            peer.Expect(1, ConnectionCloseOk{});
+            peer.OpenChannel(2);
+            peer.CloseChannel(2);
         }));
     Client client(broker);
     client.channel->PurgeQueue("q");
 
-    EXPECT_THAT(ErrorOf([&] { client.channel->PurgeQueue("again"); }),
-                IsError(ErrorCode::ConnectionClosed, 504, "CHANNEL_ERROR"));
+    const auto isClosed = IsError(ErrorCode::ChannelClosed, 504, "Channel is closed");
+    EXPECT_THAT(ErrorOf([&] { client.channel->PurgeQueue("again"); }), isClosed);
+    EXPECT_THAT(ErrorOf([&] { client.channel->Subscribe("q", Ignore, Amqp::Auto, false, false); }), isClosed);
+    EXPECT_THAT(ErrorOf([&] { client.channel->Publish("", "q", "text", 0, {}); }), isClosed);
+
     EXPECT_EQ(client.noted.errors.size(), 1U);
+    OpenChannel(client.connection);
 }
 
 TEST(Refusal, MayBeAnsweredByDestroyingTheChannel)

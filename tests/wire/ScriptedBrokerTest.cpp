@@ -1,6 +1,6 @@
 // Proves the scripted broker itself, with a client of raw octets and with the C client: what goes as written passes,
 // and everything else is told with what was expected and what came. Scripts run on threads of the broker.
-#include "ScriptedBroker.hpp"
+#include "support/ScriptedBroker.hpp"
 
 #include <chrono>
 #include <cstdint>
@@ -22,8 +22,8 @@
 #include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
 
-#include "EphemeralPort.hpp"
-#include "RawClient.hpp"
+#include "support/EphemeralPort.hpp"
+#include "support/RawClient.hpp"
 
 namespace
 {
