@@ -28,16 +28,17 @@ inline std::shared_ptr<Amqp::Connection> Connect(const char* program)
         /*timeout*/ 200ms, /*heartbeat*/ 10s, /*frameMax*/ 131072);
 }
 
-// Runs the connection until `ready`, for at most twenty seconds.
+// Runs the connection until `ready`, which must not take longer than `limit`.
 template <typename Condition>
-void RunUntil(const Amqp::Connection& connection, Condition ready)
+void RunUntil(const Amqp::Connection& connection, Condition ready,
+              std::chrono::seconds limit = std::chrono::seconds(20))
 {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    const auto end = std::chrono::steady_clock::now() + limit;
     while (!ready())
     {
         if (!connection.Run().value_or(true) || std::chrono::steady_clock::now() > end)
         {
-            throw std::runtime_error("no answer from the broker or the receiver");
+            throw std::runtime_error("no answer from the broker or from the other side");
         }
     }
 }

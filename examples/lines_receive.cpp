@@ -15,12 +15,11 @@ using namespace std::chrono_literals;
 int main(int argc, char** argv)
 try
 {
-    if (argc != 3)
+    std::ofstream output(argc == 3 ? argv[1] : "", std::ios::binary);
+    if (!output)
     {
-        std::cerr << "usage: lines-receive OUTPUT READY\n";
-        return 2;
+        throw std::runtime_error("usage: lines-receive OUTPUT READY, with a file OUTPUT that can be written");
     }
-    std::ofstream output(argv[1], std::ios::binary);
     std::atomic<std::uint64_t> messages = 0;
     std::uint64_t bytes = 0;
     std::chrono::steady_clock::time_point first;

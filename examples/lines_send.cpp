@@ -14,12 +14,11 @@
 int main(int argc, char** argv)
 try
 {
-    if (argc != 2)
+    std::ifstream file(argc == 2 ? argv[1] : "", std::ios::binary);
+    if (!file)
     {
-        std::cerr << "usage: lines-send FILE\n";
-        return 2;
+        throw std::runtime_error("usage: lines-send FILE, with a file that can be read");
     }
-    std::ifstream file(argv[1], std::ios::binary);
     const std::uint64_t size = std::filesystem::file_size(argv[1]);
 
     const auto connection = Connect("lines-send");

@@ -46,6 +46,7 @@ TEST(MultipartOutOfMemory, RaisesBadAllocAnswersNothingAndCompletesWhenThePartCo
     Receiver receiver(broker);
     receiver.Run(2);
 
+    refusals = 0;
     refusedSize = 10;
     EXPECT_THROW(receiver.connection->Run(), std::bad_alloc);
     refusedSize = SIZE_MAX;
