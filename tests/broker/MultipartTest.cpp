@@ -3,8 +3,8 @@
 #include "Broker.hpp"
 
 #include "connection/Multipart.hpp"
+#include "support/NumberedBody.hpp"
 
-#include <cstring>
 
 using testing::ElementsAre;
 
@@ -36,18 +36,9 @@ class BrokerLargeBody : public BrokerWithQueue, public testing::WithParamInterfa
 constexpr std::size_t partSize = std::size_t{1} << 20;
 constexpr std::size_t partCount = 200;
 
-// 200 MiB: the 32-bit numbers from 0 up, as they lie in memory. No two parts are alike.
 const std::string& LargeBody()
 {
-    static const std::string body = []
-    {
-        std::string bytes(partSize * partCount, '\0');
-        for (std::uint32_t number = 0; number < bytes.size() / sizeof number; ++number)
-        {
-            std::memcpy(bytes.data() + number * sizeof number, &number, sizeof number);
-        }
-        return bytes;
-    }();
+    static const std::string body = Wire::NumberedBody(partSize * partCount);
     return body;
 }
 

@@ -1,9 +1,9 @@
 // How much memory a body of 256 MiB in parts of 1 MiB takes: sending copies none of it, receiving copies it once.
 #include "AllocationCount.hpp"
+#include "support/NumberedBody.hpp"
 #include "wire/Series.hpp"
 
 #include <cstdlib>
-#include <cstring>
 #include <iostream>
 
 namespace
@@ -13,20 +13,12 @@ constexpr std::size_t mebibyte = 1024 * 1024;
 constexpr std::size_t partSize = mebibyte;
 constexpr std::size_t partCount = 256;
 
-// The 32-bit numbers from 0 up, as they lie in memory, and their SHA-256: no two parts are alike.
+// The SHA-256 of the body.
 constexpr std::string_view bodyHash = "dd35184592035e35706106862e5f431a5a1f9868354055b970e2d4bb6f18ba05";
 
 const std::string& Body()
 {
-    static const std::string body = []
-    {
-        std::string bytes(partSize * partCount, '\0');
-        for (std::uint32_t number = 0; number < bytes.size() / sizeof number; ++number)
-        {
-            std::memcpy(bytes.data() + number * sizeof number, &number, sizeof number);
-        }
-        return bytes;
-    }();
+    static const std::string body = Wire::NumberedBody(partSize * partCount);
     return body;
 }
 

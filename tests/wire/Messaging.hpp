@@ -161,6 +161,23 @@ inline Properties AllFourteen()
             .clusterId = std::string("clu\0ster", 8)};
 }
 
+// Sets on a message what AllFourteen has, but for the headers and the delivery mode.
+inline void SetTwelve(Amqp::MetaData& message)
+{
+    message.ContentType("type/sub");
+    message.ContentEncoding("gzip");
+    message.Priority(5);
+    message.CorrelationId("correlation");
+    message.ReplyTo("reply");
+    message.Expiration("60000");
+    message.MessageId("message");
+    message.TimeStamp(0xFFFFFFFFFFFFFFFF);
+    message.Type("type");
+    message.UserId("guest");
+    message.ApplicationId("application");
+    message.ClusterId(std::string("clu\0ster", 8));
+}
+
 // The properties of a message published as plain text.
 inline Properties PlainProperties(std::optional<std::string> messageId = {})
 {

@@ -75,20 +75,9 @@ TEST(PublishedProperties, CarryAnyOctetAsDeliveryMode)
 TEST(PublishedProperties, AreAllFourteenWhenAllAreSet)
 {
     Amqp::Envelope envelope = Bare();
-    envelope.ContentType("type/sub");
-    envelope.ContentEncoding("gzip");
+    SetTwelve(envelope);
     envelope.Headers().Insert("key", "value");
     envelope.DeliveryMode(nonPersistent);
-    envelope.Priority(5);
-    envelope.CorrelationId("correlation");
-    envelope.ReplyTo("reply");
-    envelope.Expiration("60000");
-    envelope.MessageId("message");
-    envelope.TimeStamp(0xFFFFFFFFFFFFFFFF);
-    envelope.Type("type");
-    envelope.UserId("guest");
-    envelope.ApplicationId("application");
-    envelope.ClusterId(std::string("clu\0ster", 8));
 
     ExpectProperties(AllFourteen(), envelope);
 }
