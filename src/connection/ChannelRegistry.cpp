@@ -6,7 +6,9 @@ namespace Amqp
 
 void Connection::ConnectionImpl::RegisterChannel(Channel& channel)
 {
+    RequireUsable();
     const std::uint16_t number = ++lastChannelNumber;
+    amqp_maybe_release_buffers(State());
     amqp_channel_open(State(), number);
     if (CheckReply(channel, amqp_get_rpc_reply(State())))
     {
@@ -23,9 +25,13 @@ void Connection::ConnectionImpl::UnregisterChannel(const Channel& channel)
     {
         return;
     }
-    amqp_channel_close(State(), number, AMQP_REPLY_SUCCESS);
     channels.erase(number);
     MarkClosed(number, true);
+    if (fatalStatus != AMQP_STATUS_OK)
+    {
+        return; // the reply could not be read
+    }
+    NoteFailure(amqp_channel_close(State(), number, AMQP_REPLY_SUCCESS));
 }
 
 Channel* Connection::ConnectionImpl::FindChannel(std::uint16_t number) const

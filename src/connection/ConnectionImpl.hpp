@@ -17,6 +17,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <initializer_list>
 #include <map>
 #include <memory>
 #include <optional>
@@ -58,16 +59,23 @@ public:
     // channel: do not touch the channel after false.
     bool CheckReply(Channel& channel, const amqp_rpc_reply_t& reply);
     bool CheckStatus(int status, Channel* channel);
-    /// Throws when the channel's number is closed: its notifier has been told already. A broker answers whatever is
-    /// sent on such a number by closing the whole connection, or not at all.
-    void RequireOpen(const Channel& channel) const;
+    /// Throws when the connection has failed for good.
+    void RequireUsable();
+    /// Throws when nothing may be sent on the channel: the connection has failed for good, or the channel's number
+    /// is closed, which its notifier has been told already. A broker answers whatever is sent on such a number by
+    /// closing the whole connection, or not at all.
+    void RequireOpen(const Channel& channel);
 
-    /// Makes one call that awaits the broker's reply, and checks the reply. Gives what the call gave; null when the
-    /// channel was told of an error.
+    /// Makes one call that awaits the broker's reply, and checks the reply. Gives what the call gave, valid until the
+    /// next call or Run; null when the channel was told of an error. Throws, with nothing sent and the channels as
+    /// they were, when one of the texts is longer than AMQP can express.
     template <typename Request>
-    auto Call(Channel& channel, Request request)
+    auto Call(Channel& channel, std::initializer_list<std::string_view> texts, Request request)
     {
         RequireOpen(channel);
+        RequireSendable(texts);
+        // What earlier calls brought would pile up in an application that makes many and never runs the loop.
+        amqp_maybe_release_buffers(State());
         const auto answer = request(State(), channel.Token());
         return CheckReply(channel, amqp_get_rpc_reply(State())) ? answer : nullptr;
     }
@@ -93,13 +101,18 @@ private:
         void operator()(amqp_connection_state_t owned) const { amqp_destroy_connection(owned); }
     };
 
+    static void RequireSendable(std::initializer_list<std::string_view> texts);
+    void NoteFailure(int status);
+    void NoteFailure(const amqp_rpc_reply_t& reply);
+    void SayGoodbye();
+
     Channel* FindChannel(std::uint16_t number) const;
     void MarkClosed(std::uint16_t number, bool closed);
     bool IsClosed(std::uint16_t number) const;
 
     bool HandleFrame(const timeval* wait);
     bool HandleMethod(const amqp_frame_t& frame, Channel& channel);
-    void HandleChannelClose(std::uint16_t number, const Channel& channel);
+    void HandleChannelClose(std::uint16_t number, Channel& channel);
     void HandleReturn(const amqp_basic_return_t& method, Channel& channel);
     void SkipContent(std::uint16_t number);
     void AnswerConnectionClose();
@@ -116,6 +129,7 @@ private:
     std::uint64_t publishSequence = 0;
     timeval consumeTimeout;
     std::uint16_t lastChannelNumber = 0;
+    int fatalStatus = AMQP_STATUS_OK; // once set nothing is read any more, and every use repeats it
     bool stopRequested = false;       // shared with other threads: only through std::atomic_ref
     std::vector<bool> closedChannels; // by number: what the broker has closed, or has been asked to close
 };

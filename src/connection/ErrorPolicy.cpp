@@ -2,7 +2,10 @@
 #include "connection/ConnectionImpl.hpp"
 
 #include "connection/ErrorTranslation.hpp"
+#include "values/Bytes.hpp"
 
+#include <algorithm>
+#include <functional>
 #include <utility>
 
 namespace Amqp
@@ -11,17 +14,41 @@ namespace Amqp
 namespace
 {
 
-void Notify(const Channel& channel, ErrorCode error)
+// The notifier may destroy its channel, and with it itself. A channel that is shared is kept until it has returned;
+// of any other one a copy of the notifier is called.
+void Notify(Channel& channel, ErrorCode error)
 {
-    // A copy, since the notifier may destroy its channel, and with it the notifier that is running.
+    if (const auto kept = channel.weak_from_this().lock())
+    {
+        kept->ErrorNotifier()(std::move(error));
+        return;
+    }
     const auto notifier = channel.ErrorNotifier();
     notifier(std::move(error));
+}
+
+// As rabbitmq-c reports that a call failed before its reply came.
+amqp_rpc_reply_t LibraryException(int status)
+{
+    amqp_rpc_reply_t reply{};
+    reply.reply_type = AMQP_RESPONSE_LIBRARY_EXCEPTION;
+    reply.library_error = status;
+    return reply;
+}
+
+// rabbitmq-c stops in the middle of a frame then: reading on would misread what follows, and write past the end of
+// its buffer.
+bool IsUnreadable(int status)
+{
+    return status == AMQP_STATUS_BAD_AMQP_DATA || status == AMQP_STATUS_UNKNOWN_CLASS ||
+           status == AMQP_STATUS_UNKNOWN_METHOD || status == AMQP_STATUS_NO_MEMORY;
 }
 
 } // namespace
 
 bool Connection::ConnectionImpl::CheckReply(Channel& channel, const amqp_rpc_reply_t& reply)
 {
+    NoteFailure(reply);
     ErrorCode error = FromReply(reply);
     switch (error.category)
     {
@@ -58,6 +85,7 @@ bool Connection::ConnectionImpl::CheckStatus(int status, Channel* channel)
     }
     if (channel == nullptr)
     {
+        NoteFailure(status);
         channels.clear();
         throw FromStatus(status);
     }
@@ -66,15 +94,49 @@ bool Connection::ConnectionImpl::CheckStatus(int status, Channel* channel)
     return false;
 }
 
-void Connection::ConnectionImpl::RequireOpen(const Channel& channel) const
+void Connection::ConnectionImpl::NoteFailure(int status)
 {
+    if (fatalStatus == AMQP_STATUS_OK && IsUnreadable(status))
+    {
+        fatalStatus = status;
+    }
+}
+
+void Connection::ConnectionImpl::NoteFailure(const amqp_rpc_reply_t& reply)
+{
+    if (reply.reply_type == AMQP_RESPONSE_LIBRARY_EXCEPTION)
+    {
+        NoteFailure(reply.library_error);
+    }
+}
+
+void Connection::ConnectionImpl::RequireSendable(std::initializer_list<std::string_view> texts)
+{
+    if (std::any_of(texts.begin(), texts.end(), IsTooLong))
+    {
+        throw FromReply(LibraryException(AMQP_STATUS_BAD_AMQP_DATA));
+    }
+}
+
+void Connection::ConnectionImpl::RequireUsable()
+{
+    if (fatalStatus != AMQP_STATUS_OK)
+    {
+        channels.clear();
+        throw FromReply(LibraryException(fatalStatus));
+    }
+}
+
+void Connection::ConnectionImpl::RequireOpen(const Channel& channel)
+{
+    RequireUsable();
     if (IsClosed(channel.Token()))
     {
         throw ErrorCode("Channel is closed", ErrorCode::ChannelClosed, AMQP_CHANNEL_ERROR);
     }
 }
 
-void Connection::ConnectionImpl::HandleChannelClose(std::uint16_t number, const Channel& channel)
+void Connection::ConnectionImpl::HandleChannelClose(std::uint16_t number, Channel& channel)
 {
     MarkClosed(number, true);
     Notify(channel, {"Broker requested channel close", ErrorCode::ChannelClosed, 0});

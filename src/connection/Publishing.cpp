@@ -23,6 +23,11 @@ constexpr std::size_t contentHeaderFixed = 12;
 void Connection::ConnectionImpl::Publish(Channel& channel, std::string_view exchange, std::string_view routingKey,
                                          const Envelope& envelope, PublishCallback& callback)
 {
+    if (fatalStatus != AMQP_STATUS_OK)
+    {
+        CheckStatus(fatalStatus, &channel);
+        return;
+    }
     RequireOpen(channel);
     EncodedProperties properties = EncodeProperties(envelope);
     std::string messageId;
@@ -37,7 +42,7 @@ void Connection::ConnectionImpl::Publish(Channel& channel, std::string_view exch
     int status = CheckEncodable(properties.value, frameMax - frameOverhead - contentHeaderFixed);
     if (status == AMQP_STATUS_OK)
     {
-        const std::string_view body(envelope.Body(), envelope.Size());
+        const std::string_view body = envelope.ViewBody(0, envelope.Size()); // a null body is empty, whatever its size
         status = amqp_basic_publish(State(), channel.Token(), ToBytes(exchange), ToBytes(routingKey),
                                     /*mandatory*/ callback ? 1 : 0, /*immediate*/ 0, &properties.value, ToBytes(body));
     }

@@ -4,6 +4,7 @@
 #include "values/Bytes.hpp"
 #include "values/PropertiesCodec.hpp"
 
+#include <stdexcept>
 #include <string>
 
 namespace Amqp
@@ -35,10 +36,31 @@ public:
     const amqp_rpc_reply_t reply;
 };
 
+// std::stoull, but with the same texts from every standard library.
+std::uint64_t ToNumber(const std::string& text)
+{
+    try
+    {
+        return std::stoull(text);
+    }
+    catch (const std::invalid_argument&)
+    {
+        throw std::invalid_argument("invalid stoull argument");
+    }
+    catch (const std::out_of_range&)
+    {
+        throw std::out_of_range("stoull argument out of range");
+    }
+}
+
 } // namespace
 
 void Connection::ConnectionImpl::HandleReturn(const amqp_basic_return_t& method, Channel& channel)
 {
+    // Copies: a call that the callback makes gives back the memory of the frame.
+    const std::string exchange(ToView(method.exchange));
+    const std::string routingKey(ToView(method.routing_key));
+    const std::uint16_t replyCode = method.reply_code;
     const ReceivedMessage returned(State(), channel.Token());
     if (!CheckReply(channel, returned.reply))
     {
@@ -47,7 +69,7 @@ void Connection::ConnectionImpl::HandleReturn(const amqp_basic_return_t& method,
 
     const amqp_basic_properties_t& properties = returned.message.properties;
     const bool numbered = (properties._flags & AMQP_BASIC_MESSAGE_ID_FLAG) != 0;
-    const std::uint64_t number = std::stoull(numbered ? std::string(ToView(properties.message_id)) : std::string());
+    const std::uint64_t number = ToNumber(numbered ? std::string(ToView(properties.message_id)) : std::string());
     const auto pending = pendingReturns.find(number);
     if (pending == pendingReturns.end())
     {
@@ -56,14 +78,13 @@ void Connection::ConnectionImpl::HandleReturn(const amqp_basic_return_t& method,
 
     // A copy, and erased by number: the callback may publish, and may run into this very number again.
     const PublishCallback callback = pending->second;
-    callback(MakeReceivedEnvelope(returned.message),
-             AckStatus{ToView(method.exchange), ToView(method.routing_key), method.reply_code});
+    callback(MakeReceivedEnvelope(returned.message), AckStatus{exchange, routingKey, replyCode});
     pendingReturns.erase(number);
 }
 
 void Connection::ConnectionImpl::SkipContent(std::uint16_t number)
 {
-    ReceivedMessage(State(), number);
+    NoteFailure(ReceivedMessage(State(), number).reply);
 }
 
 } // namespace Amqp

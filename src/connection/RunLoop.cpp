@@ -6,6 +6,7 @@
 #include <atomic>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace Amqp
 {
@@ -35,6 +36,7 @@ std::optional<bool> Connection::ConnectionImpl::Run(timeval wait)
     {
         return false;
     }
+    CheckStatus(fatalStatus, nullptr);
     const bool limited = wait.tv_sec != 0 || wait.tv_usec != 0;
     const timeval* const limit = limited ? &wait : nullptr;
 
@@ -48,9 +50,13 @@ std::optional<bool> Connection::ConnectionImpl::Run(timeval wait)
     }
 
     // rabbitmq-c has freed what it had read and leaves the pointers standing.
-    *received = {};
+    const std::uint16_t channel = std::exchange(*received, {}).channel;
     if (reply.reply_type != AMQP_RESPONSE_LIBRARY_EXCEPTION)
     {
+        if (reply.reply_type == AMQP_RESPONSE_SERVER_EXCEPTION && reply.reply.id == AMQP_CHANNEL_CLOSE_METHOD)
+        {
+            MarkClosed(channel, true); // in the middle of a delivery
+        }
         return false;
     }
     switch (reply.library_error)
@@ -83,6 +89,10 @@ bool Connection::ConnectionImpl::HandleFrame(const timeval* wait)
     Channel* const channel = FindChannel(frame.channel);
     if (channel == nullptr)
     {
+        if (frame.payload.method.id == AMQP_CHANNEL_CLOSE_METHOD)
+        {
+            MarkClosed(frame.channel, true); // of a channel that an error has dropped
+        }
         // Reading content where none follows would wait for ever.
         if (CarriesContent(frame.payload.method.id))
         {

@@ -2,6 +2,7 @@
 #include "connection/ConnectionImpl.hpp"
 
 #include "connection/ErrorTranslation.hpp"
+#include "values/Bytes.hpp"
 #include "values/FieldCodec.hpp"
 
 #include <stdexcept>
@@ -50,13 +51,27 @@ Connection::ConnectionImpl::ConnectionImpl(const Table& properties, std::chrono:
 
 Connection::ConnectionImpl::~ConnectionImpl()
 {
-    // rabbitmq-c cannot say goodbye on a connection that never got a socket.
-    if (amqp_get_socket(State()) != nullptr)
-    {
-        amqp_connection_close(State(), AMQP_REPLY_SUCCESS);
-    }
+    SayGoodbye();
     subscriptions.clear();
     pendingReturns.clear();
+}
+
+void Connection::ConnectionImpl::SayGoodbye()
+{
+    if (amqp_get_socket(State()) == nullptr)
+    {
+        return; // rabbitmq-c can say nothing on a connection that never got a socket
+    }
+    if (fatalStatus == AMQP_STATUS_OK)
+    {
+        amqp_connection_close(State(), AMQP_REPLY_SUCCESS);
+        return;
+    }
+    // The broker's answer could not be read.
+    amqp_connection_close_t close{};
+    close.reply_code = AMQP_REPLY_SUCCESS;
+    close.reply_text = ToBytes("200");
+    amqp_send_method(State(), 0, AMQP_CONNECTION_CLOSE_METHOD, &close);
 }
 
 void Connection::ConnectionImpl::OpenTcp(const char* host, unsigned short port)
@@ -92,6 +107,7 @@ void Connection::ConnectionImpl::LogIn(const Login& login)
                                          &properties.Get(), login.method, login.user, login.password);
     if (ErrorCode error = FromReply(reply))
     {
+        NoteFailure(reply);
         throw error;
     }
 }

@@ -12,7 +12,7 @@ void Connection::ConnectionImpl::Subscribe(Channel& channel, std::string_view co
                                            std::string_view queue, AcknowledgeMode mode, bool noLocal, bool exclusive)
 {
     const auto* const consuming =
-        Call(channel,
+        Call(channel, {queue, consumerTag},
              [&](amqp_connection_state_t connection, std::uint16_t number)
              {
                  return amqp_basic_consume(connection, number, ToBytes(queue), ToBytes(consumerTag), noLocal,
@@ -27,17 +27,14 @@ void Connection::ConnectionImpl::Subscribe(Channel& channel, std::string_view co
 
 void Connection::ConnectionImpl::Unsubscribe(Channel& channel, std::string_view consumerTag)
 {
-    const auto found = subscriptions.find(std::string(consumerTag));
-    if (found == subscriptions.end())
+    // Forgotten at once, but released last: its handler may hold the channel.
+    const auto forgotten = subscriptions.extract(std::string(consumerTag));
+    if (forgotten.empty() || IsClosed(channel.Token()))
     {
-        return;
+        return; // a consumer goes with its channel
     }
-    subscriptions.erase(found);
-    if (IsClosed(channel.Token()))
-    {
-        return; // the consumer went with its channel
-    }
-    Call(channel, [&](amqp_connection_state_t connection, std::uint16_t number)
+    Call(channel, {consumerTag},
+         [&](amqp_connection_state_t connection, std::uint16_t number)
          { return amqp_basic_cancel(connection, number, ToBytes(consumerTag)); });
 }
 

@@ -31,7 +31,7 @@ std::string_view TypeText(ExchangeType type)
 
 void Connection::DeclareExchange(Channel& channel, std::string_view name) const
 {
-    impl->Call(channel,
+    impl->Call(channel, {name},
                [&](amqp_connection_state_t state, std::uint16_t number)
                {
                    return amqp_exchange_declare(state, number, ToBytes(name), amqp_empty_bytes, /*passive*/ 1,
@@ -43,7 +43,7 @@ void Connection::DeclareExchange(Channel& channel, std::string_view name, Exchan
                                  bool internal, bool autoDelete) const
 {
     const std::string_view typeText = TypeText(type);
-    impl->Call(channel,
+    impl->Call(channel, {name},
                [&](amqp_connection_state_t state, std::uint16_t number)
                {
                    return amqp_exchange_declare(state, number, ToBytes(name), ToBytes(typeText), /*passive*/ 0, durable,
@@ -54,7 +54,7 @@ void Connection::DeclareExchange(Channel& channel, std::string_view name, Exchan
 std::string Connection::DeclareQueue(Channel& channel, bool durable, bool exclusive, bool autoDelete) const
 {
     const auto* const declared =
-        impl->Call(channel,
+        impl->Call(channel, {},
                    [&](amqp_connection_state_t state, std::uint16_t number)
                    {
                        return amqp_queue_declare(state, number, amqp_empty_bytes,
@@ -65,7 +65,7 @@ std::string Connection::DeclareQueue(Channel& channel, bool durable, bool exclus
 
 void Connection::DeclareQueue(Channel& channel, std::string_view name) const
 {
-    impl->Call(channel,
+    impl->Call(channel, {name},
                [&](amqp_connection_state_t state, std::uint16_t number)
                {
                    return amqp_queue_declare(state, number, ToBytes(name), /*passive*/ 1, /*durable*/ 0,
@@ -76,7 +76,7 @@ void Connection::DeclareQueue(Channel& channel, std::string_view name) const
 void Connection::DeclareQueue(Channel& channel, std::string_view name, bool durable, bool exclusive,
                               bool autoDelete) const
 {
-    impl->Call(channel,
+    impl->Call(channel, {name},
                [&](amqp_connection_state_t state, std::uint16_t number)
                {
                    return amqp_queue_declare(state, number, ToBytes(name), /*passive*/ 0, durable, exclusive,
@@ -87,7 +87,7 @@ void Connection::DeclareQueue(Channel& channel, std::string_view name, bool dura
 void Connection::BindExchange(Channel& channel, std::string_view destination, std::string_view source,
                               std::string_view routingKey) const
 {
-    impl->Call(channel,
+    impl->Call(channel, {destination, source, routingKey},
                [&](amqp_connection_state_t state, std::uint16_t number)
                {
                    return amqp_exchange_bind(state, number, ToBytes(destination), ToBytes(source), ToBytes(routingKey),
@@ -98,7 +98,7 @@ void Connection::BindExchange(Channel& channel, std::string_view destination, st
 void Connection::UnbindExchange(Channel& channel, std::string_view destination, std::string_view source,
                                 std::string_view routingKey) const
 {
-    impl->Call(channel,
+    impl->Call(channel, {destination, source, routingKey},
                [&](amqp_connection_state_t state, std::uint16_t number)
                {
                    return amqp_exchange_unbind(state, number, ToBytes(destination), ToBytes(source),
@@ -109,7 +109,7 @@ void Connection::UnbindExchange(Channel& channel, std::string_view destination, 
 void Connection::BindQueue(Channel& channel, std::string_view queue, std::string_view exchange,
                            std::string_view routingKey) const
 {
-    impl->Call(channel,
+    impl->Call(channel, {queue, exchange, routingKey},
                [&](amqp_connection_state_t state, std::uint16_t number) {
                    return amqp_queue_bind(state, number, ToBytes(queue), ToBytes(exchange), ToBytes(routingKey),
                                           amqp_empty_table);
@@ -119,7 +119,7 @@ void Connection::BindQueue(Channel& channel, std::string_view queue, std::string
 void Connection::UnbindQueue(Channel& channel, std::string_view queue, std::string_view exchange,
                              std::string_view routingKey) const
 {
-    impl->Call(channel,
+    impl->Call(channel, {queue, exchange, routingKey},
                [&](amqp_connection_state_t state, std::uint16_t number) {
                    return amqp_queue_unbind(state, number, ToBytes(queue), ToBytes(exchange), ToBytes(routingKey),
                                             amqp_empty_table);
@@ -128,14 +128,15 @@ void Connection::UnbindQueue(Channel& channel, std::string_view queue, std::stri
 
 void Connection::DestroyExchange(Channel& channel, std::string_view name, bool ifUnused) const
 {
-    impl->Call(channel, [&](amqp_connection_state_t state, std::uint16_t number)
+    impl->Call(channel, {name},
+               [&](amqp_connection_state_t state, std::uint16_t number)
                { return amqp_exchange_delete(state, number, ToBytes(name), ifUnused); });
 }
 
 void Connection::DestroyQueue(Channel& channel, std::string_view name, bool ifEmpty, bool ifUnused) const
 {
     // rabbitmq-c has the two conditions the other way round.
-    impl->Call(channel,
+    impl->Call(channel, {name},
                [&](amqp_connection_state_t state, std::uint16_t number) {
                    return amqp_queue_delete(state, number, ToBytes(name), /*if_unused*/ ifUnused, /*if_empty*/ ifEmpty);
                });
@@ -143,7 +144,8 @@ void Connection::DestroyQueue(Channel& channel, std::string_view name, bool ifEm
 
 void Connection::PurgeQueue(Channel& channel, std::string_view name) const
 {
-    impl->Call(channel, [&](amqp_connection_state_t state, std::uint16_t number)
+    impl->Call(channel, {name},
+               [&](amqp_connection_state_t state, std::uint16_t number)
                { return amqp_queue_purge(state, number, ToBytes(name)); });
 }
 

@@ -223,3 +223,14 @@ TEST(Publish, SplitsTheBodyIntoFramesOfFrameMaxLessEight)
         client.channel->Publish("", "q", std::string(size, 'b'), 0, {});
     }
 }
+
+TEST(Publish, SendsAnEmptyBodyForNothingOfWhateverSize)
+{
+    ScriptedBroker broker(
+        OnChannel([](Dialogue& peer) { peer.ExpectPublish(1, {.routingKey = "q"}, PlainProperties(), ""); }));
+    const Client client(broker);
+    Amqp::Envelope envelope("", Amqp::MetaData::Persistent);
+    envelope.SetBody(nullptr, 10);
+
+    client.channel->Publish("", "q", envelope, 0, {});
+}

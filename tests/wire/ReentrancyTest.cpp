@@ -213,6 +213,29 @@ TEST(QueuedDelivery, IsNotAnsweredOnAChannelThatTheBrokerClosedDuringACall)
     EXPECT_THAT(inbox.bodies, testing::ElementsAre("body"));
 }
 
+TEST(Handler, ThatHoldsTheLastReferenceToItsChannelMayBeForgotten)
+{
+    ScriptedBroker broker(
+        [](Dialogue& peer)
+        {
+            peer.Login();
+            peer.OpenChannel(1);
+            AcceptConsumer(peer);
+            peer.Expect(1, BasicCancel{.consumerTag = "1/1"});
+            peer.Send(1, BasicCancelOk{.consumerTag = "1/1"});
+            peer.CloseChannel(1);
+            peer.CloseConnection();
+        });
+    const auto connection = Connect(broker);
+    auto channel = OpenChannel(connection);
+    Amqp::Channel* const raw = channel.get();
+    raw->Subscribe(
+        "q", [channel](const Amqp::Envelope&) { return Amqp::Ack; }, explicitly, false, false);
+    channel.reset();
+
+    raw->Unsubscribe("1/1");
+}
+
 TEST(PublishCallback, MayPublishWithACallbackOfItsOwn)
 {
     ScriptedBroker broker(OnChannel(

@@ -30,7 +30,7 @@ struct OneReturn
 };
 
 template <typename Exception>
-void ExpectThrown(const std::optional<std::string>& messageId)
+void ExpectThrown(const std::optional<std::string>& messageId, const char* text)
 {
     const OneReturn session(messageId);
     try
@@ -40,7 +40,7 @@ void ExpectThrown(const std::optional<std::string>& messageId)
     }
     catch (const Exception& error)
     {
-        EXPECT_STREQ(error.what(), "stoull");
+        EXPECT_STREQ(error.what(), text);
     }
     EXPECT_TRUE(session.outbox.returned.empty());
     EXPECT_TRUE(session.client.noted.errors.empty());
@@ -50,22 +50,22 @@ void ExpectThrown(const std::optional<std::string>& messageId)
 
 TEST(ReturnedNumber, ThatIsMissingIsAnInvalidArgument)
 {
-    ExpectThrown<std::invalid_argument>(std::nullopt);
-    ExpectThrown<std::invalid_argument>("");
+    ExpectThrown<std::invalid_argument>(std::nullopt, "invalid stoull argument");
+    ExpectThrown<std::invalid_argument>("", "invalid stoull argument");
 }
 
 TEST(ReturnedNumber, ThatIsMalformedIsAnInvalidArgument)
 {
     for (const char* const text : {"a1", "-", "+", " ", "- 1", "one"})
     {
-        ExpectThrown<std::invalid_argument>(text);
+        ExpectThrown<std::invalid_argument>(text, "invalid stoull argument");
     }
 }
 
 TEST(ReturnedNumber, ThatIsTooLargeIsOutOfRange)
 {
-    ExpectThrown<std::out_of_range>("18446744073709551616");
-    ExpectThrown<std::out_of_range>(std::string(255, '9'));
+    ExpectThrown<std::out_of_range>("18446744073709551616", "stoull argument out of range");
+    ExpectThrown<std::out_of_range>(std::string(255, '9'), "stoull argument out of range");
 }
 
 TEST(ReturnedNumber, MayHaveLeadingBlanksASignAndTrailingText)

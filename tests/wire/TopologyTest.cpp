@@ -142,14 +142,19 @@ INSTANTIATE_TEST_SUITE_P(Flags, TopologyDialogue, testing::ValuesIn(EachFlagAlon
 INSTANTIATE_TEST_SUITE_P(Types, TopologyDialogue, testing::ValuesIn(EachExchangeType()), nameOfOperation);
 INSTANTIATE_TEST_SUITE_P(Names, TopologyDialogue, testing::ValuesIn(EachUnusualName()), nameOfOperation);
 
-// The connection is lost to the library, since rabbitmq-c failed during a call that awaits a reply.
-TEST_P(TopologyTooLongName, IsThrownAsLibraryAndNothingIsWritten)
+TEST_P(TopologyTooLongName, IsThrownAsLibraryAndNothingIsWrittenAndTheChannelStaysUsable)
 {
-    ScriptedBroker broker(OnDroppedChannel([](Dialogue&) {}));
+    ScriptedBroker broker(OnChannel(
+        [](Dialogue& peer)
+        {
+            peer.Expect(1, QueuePurge{.queue = "q"});
+            peer.Send(1, QueuePurgeOk{});
+        }));
 
     const auto channel = OpenChannel(Connect(broker));
     EXPECT_THAT(ErrorOf([&] { GetParam().call(*channel); }),
                 IsError(Amqp::ErrorCode::Library, 1, amqp_error_string2(AMQP_STATUS_BAD_AMQP_DATA)));
+    EXPECT_NO_THROW(channel->PurgeQueue("q"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Names, TopologyTooLongName, testing::ValuesIn(EachTooLongName()), nameOfOperation);

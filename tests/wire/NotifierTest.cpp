@@ -1,0 +1,108 @@
+// Error notifiers: called in place, and free to drop the channel they belong to.
+#include "Messaging.hpp"
+
+namespace
+{
+
+void Refuse(Dialogue& peer)
+{
+    peer.Expect(1, QueueDeclare{.queue = "q", .passive = true});
+    peer.Send(1, ChannelClose{.replyCode = 404, .replyText = "NOT_FOUND"});
+    peer.Expect(1, ChannelCloseOk{});
+}
+
+void RequestClose(Dialogue& peer)
+{
+    peer.Send(1, ChannelClose{.replyCode = 404, .replyText = "NOT_FOUND"});
+}
+
+const std::string tooLong(256, 'k');
+
+} // namespace
+
+// What a notifier keeps in itself, it finds again: not a copy of it is called.
+TEST(Notifier, KeepsItsStateFromOneErrorToTheNext)
+{
+    ScriptedBroker broker(OnDroppedChannel([](Dialogue&) {}));
+    const auto connection = Connect(broker);
+    std::vector<int> counts;
+    const auto channel = std::make_shared<Amqp::Channel>(connection, [count = 0, &counts](Amqp::ErrorCode&&) mutable
+                                                         { counts.push_back(++count); });
+
+    channel->Publish("", tooLong, "cannot be sent", 0, {});
+    channel->Publish("", tooLong, "cannot be sent", 0, {});
+
+    EXPECT_THAT(counts, testing::ElementsAre(1, 2));
+}
+
+TEST(Notifier, MayDropItsSharedChannelDuringACall)
+{
+    ScriptedBroker broker(OnDroppedChannel(&Refuse));
+    const auto connection = Connect(broker);
+    std::shared_ptr<Amqp::Channel> channel;
+    std::string seen;
+    channel = std::make_shared<Amqp::Channel>(connection,
+                                              [&, large = std::string(1000, 'n')](Amqp::ErrorCode&& error)
+                                              {
+                                                  channel.reset();
+                                                  seen = large + error.message;
+                                              });
+
+    channel->DeclareQueue("q");
+
+    EXPECT_EQ(seen, std::string(1000, 'n') + "NOT_FOUND");
+}
+
+TEST(Notifier, MayDropItsSharedChannelInTheRunLoop)
+{
+    ScriptedBroker broker(OnChannel(&RequestClose)); // still registered while it is told, so that it says goodbye
+    const auto connection = Connect(broker);
+    std::shared_ptr<Amqp::Channel> channel;
+    std::string seen;
+    channel = std::make_shared<Amqp::Channel>(connection,
+                                              [&, large = std::string(1000, 'n')](Amqp::ErrorCode&&)
+                                              {
+                                                  channel.reset();
+                                                  seen = large;
+                                              });
+
+    EXPECT_EQ(connection->Run(), true);
+
+    EXPECT_EQ(seen, std::string(1000, 'n'));
+}
+
+TEST(Notifier, MayDestroyAChannelThatIsNotShared)
+{
+    ScriptedBroker broker(OnDroppedChannel(&Refuse));
+    const auto connection = Connect(broker);
+    std::unique_ptr<Amqp::Channel> channel;
+    std::string seen;
+    channel = std::make_unique<Amqp::Channel>(connection,
+                                              [&, large = std::string(1000, 'n')](Amqp::ErrorCode&& error)
+                                              {
+                                                  channel.reset();
+                                                  seen = large + error.message;
+                                              });
+
+    channel->DeclareQueue("q");
+
+    EXPECT_EQ(seen, std::string(1000, 'n') + "NOT_FOUND");
+}
+
+TEST(Notifier, MayDropTheLastChannelAndWithItTheConnection)
+{
+    ScriptedBroker broker(OnDroppedChannel(&Refuse));
+    std::shared_ptr<Amqp::Channel> channel;
+    int told = 0;
+    channel = std::make_shared<Amqp::Channel>(Connect(broker),
+                                              [&](Amqp::ErrorCode&&)
+                                              {
+                                                  channel.reset();
+                                                  ++told;
+                                              });
+
+    channel->DeclareQueue("q");
+
+    EXPECT_EQ(told, 1);
+    EXPECT_EQ(channel, nullptr);
+}
