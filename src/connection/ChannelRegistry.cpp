@@ -27,9 +27,9 @@ void Connection::ConnectionImpl::UnregisterChannel(const Channel& channel)
     }
     channels.erase(number);
     MarkClosed(number, true);
-    if (fatalStatus != AMQP_STATUS_OK)
+    if (fatalStatus != AMQP_STATUS_OK || !PeerListens())
     {
-        return; // the reply could not be read
+        return; // nobody would answer, or the answer could not be read
     }
     NoteFailure(amqp_channel_close(State(), number, AMQP_REPLY_SUCCESS));
 }

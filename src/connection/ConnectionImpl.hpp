@@ -2,9 +2,10 @@
 // thread at a time; only the stop flag may be set from another.
 //
 // One subject a file: Setup.cpp, ErrorPolicy.cpp, ChannelRegistry.cpp, Topology.cpp, Subscriptions.cpp,
-// Publishing.cpp, Returns.cpp, RunLoop.cpp, Dispatch.cpp, Multipart.cpp.
+// Publishing.cpp, Writing.cpp, Returns.cpp, RunLoop.cpp, Dispatch.cpp, Multipart.cpp.
 #pragma once
 
+#include "connection/PeerWatch.hpp"
 #include "connection/ReceivedEnvelope.hpp"
 #include "connection/Subscription.hpp"
 #include "values/RabbitMq.hpp"
@@ -61,10 +62,9 @@ public:
     bool CheckStatus(int status, Channel* channel);
     /// Throws when the connection has failed for good.
     void RequireUsable();
-    /// Throws when nothing may be sent on the channel: the connection has failed for good, or the channel's number
-    /// is closed, which its notifier has been told already. A broker answers whatever is sent on such a number by
-    /// closing the whole connection, or not at all.
-    void RequireOpen(const Channel& channel);
+    /// Throws when the channel's number is closed, which its notifier has been told already. A broker answers whatever
+    /// is sent on such a number by closing the whole connection, or not at all.
+    void RequireNotClosed(const Channel& channel) const;
 
     /// Makes one call that awaits the broker's reply, and checks the reply. Gives what the call gave, valid until the
     /// next call or Run; null when the channel was told of an error. Throws, with nothing sent and the channels as
@@ -72,7 +72,8 @@ public:
     template <typename Request>
     auto Call(Channel& channel, std::initializer_list<std::string_view> texts, Request request)
     {
-        RequireOpen(channel);
+        RequireUsable();
+        RequireNotClosed(channel);
         RequireSendable(texts);
         // What earlier calls brought would pile up in an application that makes many and never runs the loop.
         amqp_maybe_release_buffers(State());
@@ -100,6 +101,22 @@ private:
     {
         void operator()(amqp_connection_state_t owned) const { amqp_destroy_connection(owned); }
     };
+
+    /// A message as it goes out. Everything is borrowed.
+    struct OutgoingMessage
+    {
+        std::string_view exchange;
+        std::string_view routingKey;
+        amqp_boolean_t mandatory;
+        const amqp_basic_properties_t& properties;
+        std::string_view body;
+    };
+    int Write(std::uint16_t channel, const OutgoingMessage& message);
+    int WriteFrameByFrame(std::uint16_t channel, const OutgoingMessage& message);
+    int WriteFrame(const amqp_frame_t& frame);
+    int GiveUpPeer();
+    /// Whether something small can be written without waiting for a peer that is gone.
+    bool PeerListens();
 
     static void RequireSendable(std::initializer_list<std::string_view> texts);
     void NoteFailure(int status);
@@ -129,6 +146,7 @@ private:
     std::uint64_t publishSequence = 0;
     timeval consumeTimeout;
     std::uint16_t lastChannelNumber = 0;
+    PeerWatch peer;
     int fatalStatus = AMQP_STATUS_OK; // once set nothing is read any more, and every use repeats it
     bool stopRequested = false;       // shared with other threads: only through std::atomic_ref
     std::vector<bool> closedChannels; // by number: what the broker has closed, or has been asked to close

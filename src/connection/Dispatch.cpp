@@ -59,7 +59,7 @@ void Connection::ConnectionImpl::Answer(const amqp_envelope_t& delivery, Acknowl
 {
     // The broker takes back what a closed channel had not acknowledged, and answers an acknowledgement on such a
     // channel by closing the whole connection.
-    if (IsClosed(delivery.channel))
+    if (IsClosed(delivery.channel) || !PeerListens())
     {
         return;
     }

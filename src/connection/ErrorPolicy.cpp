@@ -120,16 +120,15 @@ void Connection::ConnectionImpl::RequireSendable(std::initializer_list<std::stri
 
 void Connection::ConnectionImpl::RequireUsable()
 {
-    if (fatalStatus != AMQP_STATUS_OK)
+    if (fatalStatus != AMQP_STATUS_OK || !PeerListens())
     {
         channels.clear();
         throw FromReply(LibraryException(fatalStatus));
     }
 }
 
-void Connection::ConnectionImpl::RequireOpen(const Channel& channel)
+void Connection::ConnectionImpl::RequireNotClosed(const Channel& channel) const
 {
-    RequireUsable();
     if (IsClosed(channel.Token()))
     {
         throw ErrorCode("Channel is closed", ErrorCode::ChannelClosed, AMQP_CHANNEL_ERROR);

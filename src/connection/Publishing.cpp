@@ -28,7 +28,7 @@ void Connection::ConnectionImpl::Publish(Channel& channel, std::string_view exch
         CheckStatus(fatalStatus, &channel);
         return;
     }
-    RequireOpen(channel);
+    RequireNotClosed(channel);
     EncodedProperties properties = EncodeProperties(envelope);
     std::string messageId;
     if (callback)
@@ -43,8 +43,7 @@ void Connection::ConnectionImpl::Publish(Channel& channel, std::string_view exch
     if (status == AMQP_STATUS_OK)
     {
         const std::string_view body = envelope.ViewBody(0, envelope.Size()); // a null body is empty, whatever its size
-        status = amqp_basic_publish(State(), channel.Token(), ToBytes(exchange), ToBytes(routingKey),
-                                    /*mandatory*/ callback ? 1 : 0, /*immediate*/ 0, &properties.value, ToBytes(body));
+        status = Write(channel.Token(), {exchange, routingKey, callback ? 1 : 0, properties.value, body});
     }
     if (CheckStatus(status, &channel) && callback)
     {

@@ -2,6 +2,7 @@
 #include "connection/ConnectionImpl.hpp"
 
 #include "connection/ErrorTranslation.hpp"
+#include "connection/SocketOptions.hpp"
 #include "values/Bytes.hpp"
 #include "values/FieldCodec.hpp"
 
@@ -62,12 +63,17 @@ void Connection::ConnectionImpl::SayGoodbye()
     {
         return; // rabbitmq-c can say nothing on a connection that never got a socket
     }
-    if (fatalStatus == AMQP_STATUS_OK)
+    if (fatalStatus == AMQP_STATUS_OK && PeerListens())
     {
         amqp_connection_close(State(), AMQP_REPLY_SUCCESS);
         return;
     }
-    // The broker's answer could not be read.
+    // The broker's answer could not be read: it is told if it listens.
+    const int socket = amqp_get_sockfd(State());
+    if (fatalStatus == AMQP_STATUS_HEARTBEAT_TIMEOUT || !Socket::AwaitWritable(socket, std::chrono::milliseconds(0)))
+    {
+        return;
+    }
     amqp_connection_close_t close{};
     close.reply_code = AMQP_REPLY_SUCCESS;
     close.reply_text = ToBytes("200");
@@ -110,6 +116,7 @@ void Connection::ConnectionImpl::LogIn(const Login& login)
         NoteFailure(reply);
         throw error;
     }
+    peer.Start(State(), std::chrono::seconds(amqp_get_heartbeat(State())));
 }
 
 } // namespace Amqp

@@ -1,0 +1,28 @@
+// What the kernel tells of a TCP socket, and takes for it, that rabbitmq-c does not pass on. Free functions; each takes
+// the descriptor that amqp_get_sockfd gives at that moment, and does nothing, or knows nothing, when it is -1. Where a
+// system lacks an option, likewise.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <optional>
+
+namespace Amqp::Socket
+{
+
+/// How long ago the last octet arrived, whether it has been read or not.
+std::optional<std::chrono::milliseconds> SinceReceived(int socket);
+
+/// How many octets can be written at once; the kernel's own overhead is counted in, so that fewer may fit.
+std::optional<std::size_t> Room(int socket);
+
+/// Waits until a good part of the send buffer is free, or the socket has failed; false when the time is over before.
+bool AwaitWritable(int socket, std::chrono::milliseconds limit);
+
+/// How long octets may wait for the peer to take them before the socket fails; 0 for as long as the system lets them.
+void WriteLimit(int socket, std::chrono::milliseconds limit);
+
+/// Sends at once what the kernel holds back because more was announced.
+void Push(int socket);
+
+} // namespace Amqp::Socket

@@ -1,0 +1,126 @@
+// How a message gets onto the wire: at once where it fits into the socket, frame by frame where it does not, so that
+// rabbitmq-c never waits for a peer that has fallen silent.
+#include "connection/ConnectionImpl.hpp"
+
+#include "connection/SocketOptions.hpp"
+#include "values/Bytes.hpp"
+
+#include <algorithm>
+
+namespace Amqp
+{
+
+namespace
+{
+
+constexpr std::size_t frameOverhead = 8; // type, channel, size and end octet
+
+// The method, and the properties but for headers: some texts of up to 255 bytes.
+constexpr std::size_t smallFrames = 4096;
+
+// Lets the socket fail when what is written meanwhile is not taken in time.
+class LimitedWrite
+{
+public:
+    LimitedWrite(amqp_connection_state_t connection, std::chrono::milliseconds limit) : state(connection)
+    {
+        Socket::WriteLimit(amqp_get_sockfd(state), limit);
+    }
+    ~LimitedWrite() { Socket::WriteLimit(amqp_get_sockfd(state), std::chrono::milliseconds(0)); }
+    LimitedWrite(const LimitedWrite&) = delete;
+    LimitedWrite& operator=(const LimitedWrite&) = delete;
+
+private:
+    amqp_connection_state_t state;
+};
+
+} // namespace
+
+int Connection::ConnectionImpl::Write(std::uint16_t channel, const OutgoingMessage& message)
+{
+    const auto frameMax = static_cast<std::size_t>(amqp_get_frame_max(State()));
+    const bool headers = (message.properties._flags & AMQP_BASIC_HEADERS_FLAG) != 0;
+    switch (peer.Await(message.body.size() + smallFrames + (headers ? frameMax : 0)))
+    {
+    case PeerWatch::Room::Enough:
+        break;
+    case PeerWatch::Room::Tight:
+        return WriteFrameByFrame(channel, message);
+    case PeerWatch::Room::Silent:
+        return GiveUpPeer();
+    }
+    const int status =
+        amqp_basic_publish(State(), channel, ToBytes(message.exchange), ToBytes(message.routingKey), message.mandatory,
+                           /*immediate*/ 0, &message.properties, ToBytes(message.body));
+    // rabbitmq-c announces more after each full frame, even after the last one, and the kernel would wait for it.
+    if (!message.body.empty() && message.body.size() % (frameMax - frameOverhead) == 0)
+    {
+        Socket::Push(amqp_get_sockfd(State()));
+    }
+    return status;
+}
+
+int Connection::ConnectionImpl::WriteFrameByFrame(std::uint16_t channel, const OutgoingMessage& message)
+{
+    amqp_basic_publish_t publish{};
+    publish.exchange = ToBytes(message.exchange);
+    publish.routing_key = ToBytes(message.routingKey);
+    publish.mandatory = message.mandatory;
+    amqp_frame_t frame{};
+    frame.channel = channel;
+    frame.frame_type = AMQP_FRAME_METHOD;
+    frame.payload.method = {AMQP_BASIC_PUBLISH_METHOD, &publish};
+    int status = WriteFrame(frame);
+
+    if (status == AMQP_STATUS_OK)
+    {
+        amqp_basic_properties_t properties = message.properties;
+        frame.frame_type = AMQP_FRAME_HEADER;
+        frame.payload.properties = {AMQP_BASIC_CLASS, message.body.size(), &properties, amqp_empty_bytes};
+        status = WriteFrame(frame);
+    }
+
+    const auto most = static_cast<std::size_t>(amqp_get_frame_max(State())) - frameOverhead;
+    frame.frame_type = AMQP_FRAME_BODY;
+    for (std::string_view rest = message.body; status == AMQP_STATUS_OK && !rest.empty();)
+    {
+        const std::string_view slice = rest.substr(0, most);
+        frame.payload.body_fragment = ToBytes(slice);
+        status = WriteFrame(frame);
+        rest.remove_prefix(slice.size());
+    }
+    return status;
+}
+
+int Connection::ConnectionImpl::WriteFrame(const amqp_frame_t& frame)
+{
+    switch (peer.Await(static_cast<std::size_t>(amqp_get_frame_max(State()))))
+    {
+    case PeerWatch::Room::Enough:
+        return amqp_send_frame(State(), &frame);
+    case PeerWatch::Room::Tight:
+    {
+        const LimitedWrite limited(State(), peer.Patience());
+        return amqp_send_frame(State(), &frame);
+    }
+    default:
+        return GiveUpPeer();
+    }
+}
+
+int Connection::ConnectionImpl::GiveUpPeer()
+{
+    fatalStatus = AMQP_STATUS_HEARTBEAT_TIMEOUT;
+    return fatalStatus;
+}
+
+bool Connection::ConnectionImpl::PeerListens()
+{
+    if (peer.Await(smallFrames) == PeerWatch::Room::Silent)
+    {
+        GiveUpPeer();
+    }
+    return fatalStatus == AMQP_STATUS_OK;
+}
+
+} // namespace Amqp

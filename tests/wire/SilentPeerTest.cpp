@@ -1,0 +1,182 @@
+// A peer that falls silent, with heartbeats of a second: what is written to it ends after two intervals. One that reads
+// nothing but gives signs of life is waited for.
+#include <thread>
+
+#include "LoginOptions.hpp"
+#include "Messaging.hpp"
+#include "values/RabbitMq.hpp"
+
+namespace
+{
+
+using Amqp::ErrorCode;
+using Clock = std::chrono::steady_clock;
+
+constexpr auto twoIntervals = 2s;
+constexpr auto later = twoIntervals + 100ms;
+
+auto IsSilence()
+{
+    return IsError(ErrorCode::Library, -AMQP_STATUS_HEARTBEAT_TIMEOUT,
+                   amqp_error_string2(AMQP_STATUS_HEARTBEAT_TIMEOUT));
+}
+
+auto IsSilenceInACall()
+{
+    return IsError(ErrorCode::Library, 1, amqp_error_string2(AMQP_STATUS_HEARTBEAT_TIMEOUT));
+}
+
+// More than the buffers of both sockets take.
+std::string LargeBody()
+{
+    return std::string(16 << 20, 'b');
+}
+
+ScriptedBroker::Script WithHeartbeats(ScriptedBroker::Script rest)
+{
+    return [rest = std::move(rest)](Dialogue& peer)
+    {
+        peer.Login({.heartbeat = 1});
+        peer.OpenChannel(1);
+        rest(peer);
+    };
+}
+
+// Reads nothing meanwhile.
+void SendHeartbeatsFor(Dialogue& peer, std::chrono::milliseconds duration)
+{
+    for (const auto end = Clock::now() + duration; Clock::now() < end; std::this_thread::sleep_for(200ms))
+    {
+        peer.SendHeartbeat();
+    }
+}
+
+struct HeartbeatClient
+{
+    explicit HeartbeatClient(const ScriptedBroker& broker)
+        : connection(LogIn(broker, {.heartbeat = 1s})),
+          channel(std::make_shared<Amqp::Channel>(connection, noted.Notifier()))
+    {
+    }
+
+    Noted noted;
+    std::shared_ptr<Amqp::Connection> connection;
+    std::shared_ptr<Amqp::Channel> channel;
+};
+
+} // namespace
+
+TEST(SilentPeer, IsFoundOutByAPublishAndNothingIsWritten)
+{
+    ScriptedBroker broker(WithHeartbeats([](Dialogue& peer) { peer.ExpectEnd(); }));
+    const HeartbeatClient client(broker);
+    std::this_thread::sleep_for(later);
+
+    client.channel->Publish("", "q", "body", 0, {});
+
+    EXPECT_THAT(client.noted.errors, testing::ElementsAre(IsSilence()));
+}
+
+TEST(SilentPeer, IsFoundOutByACallAndThenByEveryUse)
+{
+    ScriptedBroker broker(WithHeartbeats([](Dialogue& peer) { peer.ExpectEnd(); }));
+    const HeartbeatClient client(broker);
+    std::this_thread::sleep_for(later);
+
+    EXPECT_THAT(ErrorOf([&] { client.channel->PurgeQueue("q"); }), IsSilenceInACall());
+
+    EXPECT_THAT(ErrorOf([&] { client.connection->Run(); }), IsSilence());
+    EXPECT_THAT(ErrorOf([&] { OpenChannel(client.connection); }), IsSilenceInACall());
+    EXPECT_TRUE(client.noted.errors.empty());
+}
+
+TEST(SilentPeer, IsNotWaitedForByTeardown)
+{
+    ScriptedBroker broker(WithHeartbeats([](Dialogue& peer) { peer.ExpectEnd(); }));
+    auto client = std::make_unique<HeartbeatClient>(broker);
+    std::this_thread::sleep_for(later);
+    const auto start = Clock::now();
+
+    client.reset();
+
+    EXPECT_LT(Clock::now() - start, 1s);
+}
+
+TEST(SilentPeer, IsFoundOutByALargePublishThatFillsTheSocket)
+{
+    ScriptedBroker broker(WithHeartbeats(
+        [](Dialogue& peer)
+        {
+            std::this_thread::sleep_for(2 * later); // reads nothing, sends nothing
+            peer.Abandon();
+        }));
+    const HeartbeatClient client(broker);
+    const std::string body = LargeBody();
+
+    client.channel->Publish("", "q", body, 0, {});
+    EXPECT_THAT(client.noted.errors, testing::ElementsAre(IsSilence()));
+
+    EXPECT_THAT(ErrorOf([&] { client.connection->Run(); }), IsSilence());
+}
+
+TEST(SilentPeer, IsFoundOutByManySmallPublishesThatFillTheSocket)
+{
+    ScriptedBroker broker(WithHeartbeats(
+        [](Dialogue& peer)
+        {
+            std::this_thread::sleep_for(2 * later);
+            peer.Abandon();
+        }));
+    const HeartbeatClient client(broker);
+    const auto start = Clock::now();
+
+    while (client.noted.errors.empty() && Clock::now() - start < 10s)
+    {
+        client.channel->Publish("", "q", "body", 0, {});
+    }
+
+    EXPECT_THAT(client.noted.errors, testing::ElementsAre(IsSilence()));
+}
+
+TEST(BusyPeer, ThatReadsNothingButSendsHeartbeatsIsWaitedFor)
+{
+    const std::string body = LargeBody();
+    ScriptedBroker broker(WithHeartbeats(
+        [&](Dialogue& peer)
+        {
+            SendHeartbeatsFor(peer, 2 * twoIntervals);
+            peer.ExpectPublish(1, {.routingKey = "q"}, PlainProperties(), body);
+            peer.ExpectPublish(1, {.routingKey = "q"}, PlainProperties(), "small");
+            peer.CloseChannel(1);
+            peer.CloseConnection();
+        }));
+    broker.Deadline(20s);
+    const HeartbeatClient client(broker);
+
+    client.channel->Publish("", "q", body, 0, {});
+    client.channel->Publish("", "q", "small", 0, {});
+
+    EXPECT_TRUE(client.noted.errors.empty());
+}
+
+// What has come waits in the socket: the client has not looked for longer than the peer may be silent.
+TEST(BusyPeer, WhoseHeartbeatsWereNotReadYetIsAlive)
+{
+    ScriptedBroker broker(WithHeartbeats(
+        [](Dialogue& peer)
+        {
+            SendHeartbeatsFor(peer, later);
+            peer.ExpectPublish(1, {.routingKey = "q"}, PlainProperties(), "body");
+            peer.Expect(1, QueuePurge{.queue = "q"});
+            peer.Send(1, QueuePurgeOk{});
+            peer.CloseChannel(1);
+            peer.CloseConnection();
+        }));
+    const HeartbeatClient client(broker);
+    std::this_thread::sleep_for(later);
+
+    client.channel->Publish("", "q", "body", 0, {});
+    client.channel->PurgeQueue("q");
+
+    EXPECT_TRUE(client.noted.errors.empty());
+}
