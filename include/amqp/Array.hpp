@@ -11,6 +11,8 @@
 namespace Amqp
 {
 
+class FieldDecoder;
+
 /// An AMQP field array: field values in a given order, as they stand in a header or an argument.
 ///
 /// An array is made whole and then only read. One that was received holds elements of a single alternative:
@@ -51,6 +53,8 @@ public:
     [[nodiscard]] const std::vector<FieldValue>& Entries() const;
 
 private:
+    friend class FieldDecoder;
+
     std::vector<FieldValue> entries;
 };
 

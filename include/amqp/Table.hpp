@@ -17,6 +17,8 @@
 namespace Amqp
 {
 
+class FieldDecoder;
+
 /// An AMQP field table.
 ///
 /// Keys are unique and ordered byte by byte ("B" before "a", "ab" after "a"); entries are iterated and sent in
@@ -88,6 +90,8 @@ public:
     bool Remove(std::string_view key);
 
 private:
+    friend class FieldDecoder;
+
     std::map<std::string, FieldValue> entries;
 };
 

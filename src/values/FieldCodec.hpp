@@ -53,4 +53,7 @@ Array DecodeArray(const amqp_array_t& array);
 /// Drops entries with an empty key; of entries with one key the first stays.
 Table DecodeTable(const amqp_table_t& table);
 
+/// The same into an empty table, which spares a copy.
+void DecodeTable(const amqp_table_t& table, Table& into);
+
 } // namespace Amqp

@@ -3,75 +3,131 @@
 
 #include "values/Bytes.hpp"
 
+#include <algorithm>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace Amqp
 {
 
-FieldValue DecodeFieldValue(const amqp_field_value_t& value)
+// Decodes into the place where a value is to stay: a table has no move, and one that was decoded apart would be copied
+// as often as it is deep.
+class FieldDecoder
+{
+public:
+    static void Decode(const amqp_field_value_t& value, FieldValue& into);
+    static void Decode(const amqp_array_t& array, Array& into);
+    static void Decode(const amqp_table_t& table, Table& into);
+};
+
+void FieldDecoder::Decode(const amqp_field_value_t& value, FieldValue& into)
 {
     switch (value.kind)
     {
     case AMQP_FIELD_KIND_BOOLEAN:
-        return value.value.boolean != 0;
+        into = value.value.boolean != 0;
+        break;
     case AMQP_FIELD_KIND_I8:
-        return value.value.i8;
+        into = value.value.i8;
+        break;
     case AMQP_FIELD_KIND_U8:
-        return value.value.u8;
+        into = value.value.u8;
+        break;
     case AMQP_FIELD_KIND_I16:
-        return value.value.i16;
+        into = value.value.i16;
+        break;
     case AMQP_FIELD_KIND_U16:
-        return value.value.u16;
+        into = value.value.u16;
+        break;
     case AMQP_FIELD_KIND_I32:
-        return value.value.i32;
+        into = value.value.i32;
+        break;
     case AMQP_FIELD_KIND_U32:
-        return value.value.u32;
+        into = value.value.u32;
+        break;
     case AMQP_FIELD_KIND_I64:
-        return value.value.i64;
+        into = value.value.i64;
+        break;
     case AMQP_FIELD_KIND_U64:
-        return value.value.u64;
+        into = value.value.u64;
+        break;
     case AMQP_FIELD_KIND_F32:
-        return value.value.f32;
+        into = value.value.f32;
+        break;
     case AMQP_FIELD_KIND_F64:
-        return value.value.f64;
+        into = value.value.f64;
+        break;
     case AMQP_FIELD_KIND_UTF8:
     case AMQP_FIELD_KIND_BYTES:
-        return std::string(ToView(value.value.bytes));
+        into.emplace<std::string>(ToView(value.value.bytes));
+        break;
     case AMQP_FIELD_KIND_ARRAY:
-        return DecodeArray(value.value.array);
+        Decode(value.value.array, into.emplace<Array>());
+        break;
     case AMQP_FIELD_KIND_TABLE:
-        return DecodeTable(value.value.table);
+        Decode(value.value.table, into.emplace<Table>());
+        break;
     default: // decimal, time stamp, void, unknown
-        return false;
+        into = false;
+        break;
     }
+}
+
+void FieldDecoder::Decode(const amqp_array_t& array, Array& into)
+{
+    std::vector<FieldValue>& elements = into.entries;
+    elements.reserve(static_cast<std::size_t>(std::max(array.num_entries, 0)));
+    for (int i = 0; i < array.num_entries; ++i)
+    {
+        Decode(array.entries[i], elements.emplace_back());
+        if (elements.back().index() != elements.front().index())
+        {
+            elements.pop_back();
+        }
+    }
+}
+
+void FieldDecoder::Decode(const amqp_table_t& table, Table& into)
+{
+    for (int i = 0; i < table.num_entries; ++i)
+    {
+        const amqp_table_entry_t& entry = table.entries[i];
+        if (entry.key.len == 0)
+        {
+            continue;
+        }
+        const auto [place, added] = into.entries.try_emplace(std::string(ToView(entry.key)));
+        if (added)
+        {
+            Decode(entry.value, place->second);
+        }
+    }
+}
+
+FieldValue DecodeFieldValue(const amqp_field_value_t& value)
+{
+    FieldValue decoded;
+    FieldDecoder::Decode(value, decoded);
+    return decoded;
 }
 
 Array DecodeArray(const amqp_array_t& array)
 {
-    std::vector<FieldValue> elements;
-    for (int i = 0; i < array.num_entries; ++i)
-    {
-        FieldValue element = DecodeFieldValue(array.entries[i]);
-        if (elements.empty() || element.index() == elements.front().index())
-        {
-            elements.push_back(std::move(element));
-        }
-    }
-    return Array(std::move(elements));
+    Array decoded;
+    FieldDecoder::Decode(array, decoded);
+    return decoded;
 }
 
 Table DecodeTable(const amqp_table_t& table)
 {
     Table decoded;
-    for (int i = 0; i < table.num_entries; ++i)
-    {
-        const amqp_table_entry_t& entry = table.entries[i];
-        // The first entry of a key wins, and an empty key is refused: that is how Insert works.
-        decoded.Insert(ToView(entry.key), DecodeFieldValue(entry.value));
-    }
+    DecodeTable(table, decoded);
     return decoded;
+}
+
+void DecodeTable(const amqp_table_t& table, Table& into)
+{
+    FieldDecoder::Decode(table, into);
 }
 
 } // namespace Amqp

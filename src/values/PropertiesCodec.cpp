@@ -143,7 +143,8 @@ void DecodeProperties(const amqp_basic_properties_t& properties, MetaData& metaD
     }
     if (present(AMQP_BASIC_HEADERS_FLAG))
     {
-        metaData.Headers(DecodeTable(properties.headers));
+        metaData.Headers(Table()); // they are present, even if nothing is in them
+        DecodeTable(properties.headers, metaData.Headers());
     }
 }
 
