@@ -10,7 +10,8 @@
 namespace Amqp
 {
 
-/// Why a message came back: the broker's `basic.return`. The views are valid only during the callback.
+/// Why a message came back: the broker's `basic.return`. The views are valid only during the callback, also while it
+/// calls the broker.
 struct AckStatus
 {
     std::string_view exchange;   ///< The exchange it was published to.

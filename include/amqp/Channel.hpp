@@ -26,12 +26,17 @@ namespace Amqp
 /// Meant to be held by std::shared_ptr, made with std::make_shared. Texts are passed on without copying; they need
 /// not be zero-terminated, and AMQP limits each to 255 bytes.
 ///
-/// Errors. What the broker refuses on this channel goes to the error notifier, and the operation returns normally.
-/// From then on the channel is dead: its number is closed at the broker, and whatever would send something on it
-/// throws ErrorCode ("Channel is closed", `ChannelClosed`, 504) instead. Other channels go on. What ends the
-/// connection (the broker closed it, the socket failed, rabbitmq-c failed during a call that awaits a reply) is
-/// thrown as ErrorCode, and the connection with all its channels is dead. Pass OnErrorThrow as the notifier to have
-/// everything thrown.
+/// Errors that belong to the channel go to its error notifier, and the operation returns normally; other channels go
+/// on. Pass OnErrorThrow as the notifier to have them thrown. Afterwards the channel is one of two things:
+/// - Closed, when the broker closed it, which is how it refuses an operation: whatever would send something on it
+///   throws ErrorCode ("Channel is closed", `ChannelClosed`, 504), and nothing is sent.
+/// - Dropped, when a message could not be published: the connection tells it nothing more, neither errors nor returned
+///   messages, and its destructor does not close it. Make another one.
+///
+/// Errors that belong to the connection (the broker closed it, the socket failed, rabbitmq-c failed in a call that
+/// awaits a reply) are thrown as ErrorCode. The connection and all its channels are dead then: nothing is told to the
+/// channels, and every later use throws. A text of more than 255 bytes in such a call is thrown likewise (`Library`,
+/// 1), but with nothing sent, and costs nothing.
 ///
 /// Calls that await the broker's reply (all but Publish) block until it comes. A `channel.close` that arrived
 /// while another channel awaited its reply is seen by the next Connection::Run and not before: let the loop run
@@ -49,7 +54,7 @@ public:
     /// @throws ErrorCode           the connection failed.
     ///
     /// Calls amqp_channel_open (`channel.open`). A broker that refuses with `channel.close` reaches the notifier
-    /// during construction; the channel then has the number 0 and is dead.
+    /// during construction; the channel then has the number 0 and is closed.
     Channel(std::shared_ptr<Amqp::Connection> connection, std::function<void(ErrorCode&&)> errorNotifier);
 
     /// Takes over connection, notifier and number; `other` is left with no connection, and its operations throw
@@ -57,7 +62,8 @@ public:
     /// run loop: keep it alive, or better, hold channels by std::shared_ptr and do not move them.
     Channel(Channel&& other);
 
-    /// Closes the channel (amqp_channel_close, `channel.close` with reply code 200) unless it is dead already.
+    /// Closes the channel (amqp_channel_close, `channel.close` with reply code 200) unless it is closed or dropped
+    /// already, or the connection is dead. Throws nothing: whatever goes wrong, the channel is gone.
     virtual ~Channel();
 
     Channel& operator=(const Channel&) = delete;
@@ -69,7 +75,7 @@ public:
     /// The notifier given at construction; valid as long as the channel.
     [[nodiscard]] const std::function<void(ErrorCode&&)>& ErrorNotifier() const;
 
-    /// The channel's number; 0 when the broker refused to open it. A dead channel keeps its number.
+    /// The channel's number; 0 when the broker refused to open it. A closed channel keeps its number.
     [[nodiscard]] unsigned short Token() const;
 
     /// An error notifier that throws the error.
@@ -130,9 +136,13 @@ public:
     ///                   back as unroutable. It is kept until then, for a routed message as long as the connection.
     ///
     /// A message that cannot be sent - a text property or a header's key of more than 255 bytes, headers that do not
-    /// fit a frame, a socket that failed - goes to the error notifier with nothing written, and the channel is dead;
+    /// fit a frame, a socket that failed, a broker silent for two heartbeat intervals - goes to the error notifier
+    /// (`Library`, `Tcp` or `Ssl`, and the code is rabbitmq-c's status without its sign), and the channel is dropped;
     /// of a series the parts that follow are still tried. The broker's own refusals (404 for an unknown exchange)
     /// arrive later, in the run loop.
+    ///
+    /// Returns when the message is in the socket's buffer. A broker that takes no more (RabbitMQ when it is short of
+    /// memory) holds it up; with heartbeats only as long as the broker gives signs of life, without them for ever.
     void Publish(std::string_view exchange, std::string_view routingKey, const Envelope& envelope, std::size_t partSize,
                  PublishCallback callback);
 
@@ -165,7 +175,7 @@ public:
                       AcknowledgeMode mode, bool noLocal, bool exclusive);
 
     /// Forgets the handler and cancels the consumer (`basic.cancel`, amqp_basic_cancel). An unknown tag is no error.
-    /// Deliveries that are on their way are dropped, unacknowledged. On a dead channel nothing is sent.
+    /// Deliveries that are on their way are dropped, unacknowledged. On a closed channel nothing is sent.
     void Unsubscribe(std::string_view consumerTag);
 
 private:

@@ -28,6 +28,11 @@ class Channel;
 /// The connection starts no thread. What the broker sends is handled when Run is called, on the caller's thread.
 /// Heartbeats too are sent only while the library waits or publishes: an application that does neither for two
 /// heartbeat intervals is disconnected by the broker.
+///
+/// With heartbeats a broker that has sent nothing for two intervals counts as gone. Run gives nothing then, and throws
+/// the next time; a call throws ErrorCode (`Library`, 1), and a publish goes to the channel's notifier (`Library`, 14),
+/// both with rabbitmq-c's text for AMQP_STATUS_HEARTBEAT_TIMEOUT. Without heartbeats a call, and a publish that finds
+/// the socket full, waits until the system finds the connection broken.
 class AMQP_EXPORT Connection
 {
 public:
@@ -63,8 +68,9 @@ public:
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
-    /// Closes the connection politely (`connection.close`, reply code 200) and drops subscriptions and callbacks.
-    /// With a broker that no longer answers and no heartbeats this waits for the socket to fail.
+    /// Closes the connection politely (`connection.close`, reply code 200) and drops subscriptions and callbacks; on a
+    /// dead connection as far as that is possible without waiting. With a broker that no longer answers this waits two
+    /// heartbeat intervals, and without heartbeats for the socket to fail.
     virtual ~Connection();
 
     /// The client properties given at construction; valid as long as the connection.
@@ -79,7 +85,11 @@ public:
     /// Handlers, publish callbacks and error notifiers are called from here and may use the connection's
     /// channels, but must not call Run. What they throw comes out of here.
     ///
-    /// @throws ErrorCode              the socket failed, or the broker broke the protocol: the connection is dead.
+    /// A broker that closes a channel in the middle of a delivery makes it give `false`; the channel is closed then,
+    /// its notifier is not told, and the loop may be run on.
+    ///
+    /// @throws ErrorCode              the socket failed, or the broker broke the protocol: the connection is dead, and
+    ///                                every later use of it throws, too. Code: rabbitmq-c's status without its sign.
     /// @throws std::invalid_argument, std::out_of_range   a returned message carries a message id that is no number
     ///                                of this library's; that return is lost, the connection is usable.
     /// @throws std::bad_variant_access   a part of a large body has a hash of a wrong type; the delivery stays

@@ -12,9 +12,10 @@ namespace Amqp
 
 /// A failure of the broker or of the connection, thrown or handed to a channel's error notifier; or no failure.
 ///
-/// An error that belongs to one channel goes to that channel's notifier, and that channel is dead. An error that
-/// belongs to the connection is thrown: ConnectionClosed and every failure of the socket leave a connection that
-/// can only be destroyed, with its channels. Bad arguments are not reported this way: they are std::runtime_error.
+/// An error that belongs to one channel goes to that channel's notifier, and that channel is closed or dropped (see
+/// Channel). An error that belongs to the connection is thrown: ConnectionClosed and every failure of the socket leave
+/// a connection that can only be destroyed, with its channels. Bad arguments are not reported this way: they are
+/// std::runtime_error.
 struct AMQP_EXPORT ErrorCode : public std::exception
 {
     /// Which layer failed.

@@ -5,7 +5,6 @@
 #include "connection/Multipart.hpp"
 #include "support/NumberedBody.hpp"
 
-
 using testing::ElementsAre;
 
 namespace

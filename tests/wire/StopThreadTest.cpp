@@ -1,0 +1,84 @@
+// Stop from another thread while the loop works: the one thing that may be done from there.
+#include <atomic>
+#include <cstddef>
+#include <thread>
+
+#include "Messaging.hpp"
+
+namespace
+{
+
+constexpr int blocks = 1000;
+constexpr int perBlock = 1000;
+
+std::string BlockOfDeliveries()
+{
+    const std::string one = FrameBytes({methodFrame, 1, Encode(BasicDeliver{.consumerTag = "1/1"})}) +
+                            FrameBytes({headerFrame, 1, EncodeHeader({.bodySize = 1, .properties = {}})}) +
+                            FrameBytes({bodyFrame, 1, "b"});
+    std::string block;
+    block.reserve(one.size() * perBlock);
+    for (int i = 0; i < perBlock; ++i)
+    {
+        block += one;
+    }
+    return block;
+}
+
+} // namespace
+
+TEST(StopThread, StopsAMillionStepsNowAndThenAndLosesNone)
+{
+    ScriptedBroker broker(OnChannel(
+        [](Dialogue& peer)
+        {
+            AcceptConsumer(peer, 1, /*noAck*/ true);
+            const std::string block = BlockOfDeliveries();
+            for (int i = 0; i < blocks; ++i)
+            {
+                peer.SendBytes(block);
+            }
+        }));
+    broker.Deadline(60s);
+    const Client client(broker);
+    std::size_t delivered = 0;
+    client.channel->Subscribe(
+        "q",
+        [&](const Amqp::Envelope& envelope)
+        {
+            delivered += envelope.Size();
+            return Amqp::Ack;
+        },
+        Amqp::Auto, false, false);
+
+    std::atomic<bool> done = false;
+    std::atomic<std::size_t> requested = 0;
+    std::thread stopper(
+        [&]
+        {
+            while (!done)
+            {
+                ++requested;
+                client.connection->Stop();
+                std::this_thread::yield();
+            }
+        });
+    std::size_t stopped = 0;
+    std::size_t steps = 0;
+    for (; delivered < std::size_t{blocks} * perBlock; ++steps)
+    {
+        const std::optional<bool> result = client.connection->Run();
+        if (!result)
+        {
+            ADD_FAILURE() << "a step waited in vain";
+            break;
+        }
+        stopped += *result ? 0U : 1U;
+    }
+    done = true;
+    stopper.join();
+
+    EXPECT_EQ(steps, delivered + stopped); // a stop costs no delivery
+    EXPECT_GT(stopped, 0U);
+    EXPECT_LE(stopped, requested); // each stops one step at most
+}
