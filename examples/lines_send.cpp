@@ -26,7 +26,7 @@ try
     // What a producer logs begins with its name; the text of an error does not.
     const auto log = [](std::string_view line)
     {
-        if (line.find("RabbitMQ Producer: ") != 0)
+        if (line.rfind("RabbitMQ Producer: ", 0) != 0)
         {
             throw std::runtime_error(std::string(line));
         }
