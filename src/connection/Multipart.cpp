@@ -41,9 +41,8 @@ Table SeriesHeaders(const Envelope& whole, std::uint64_t total)
 } // namespace
 
 PartSeries::PartSeries(const Envelope& message, std::size_t size)
-    : whole(message), partSize(size), total(message.Size() / size + (message.Size() % size != 0 ? 1 : 0))
+    : whole(message), partSize(size), total(message.Size() / size + (message.Size() % size != 0 ? 1 : 0)), part(message)
 {
-    part = whole;
     part.Headers(SeriesHeaders(whole, total));
 }
 

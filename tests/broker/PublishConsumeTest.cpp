@@ -4,7 +4,6 @@
 #include <sstream>
 
 using testing::ElementsAre;
-using testing::StartsWith;
 
 namespace
 {
