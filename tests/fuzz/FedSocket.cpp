@@ -1,0 +1,69 @@
+#include "FedSocket.hpp"
+
+#include "Fuzz.hpp"
+
+#include <utility>
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "values/RabbitMq.hpp"
+
+namespace
+{
+
+Fuzz::FedSocket* current = nullptr; // what amqp_socket_open connects to
+
+} // namespace
+
+namespace Fuzz
+{
+
+FedSocket::FedSocket(std::string_view octets)
+{
+    int ends[2] = {-1, -1};
+    Require(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends) == 0, "a pair of sockets");
+    client = ends[0];
+    broker = ends[1];
+    const ssize_t sent = ::send(broker, octets.data(), octets.size(), MSG_NOSIGNAL);
+    Require(sent == static_cast<ssize_t>(octets.size()), "a socket has room for the whole input");
+    ::shutdown(broker, SHUT_WR);
+    current = this;
+}
+
+FedSocket::~FedSocket()
+{
+    current = nullptr;
+    ::close(broker);
+    if (client >= 0)
+    {
+        ::close(client);
+    }
+}
+
+void FedSocket::Drain() const
+{
+    char chunk[16384];
+    while (::recv(broker, chunk, sizeof chunk, 0) > 0)
+    {
+    }
+}
+
+int FedSocket::TakeClient()
+{
+    return std::exchange(client, -1);
+}
+
+} // namespace Fuzz
+
+// The program's own definition comes before the one in rabbitmq-c's shared library.
+int amqp_socket_open(amqp_socket_t* self, const char* /*host*/, int /*port*/)
+{
+    const int client = current != nullptr ? current->TakeClient() : -1;
+    if (client < 0)
+    {
+        return AMQP_STATUS_SOCKET_ERROR;
+    }
+    amqp_tcp_socket_set_sockfd(self, client);
+    return AMQP_STATUS_OK;
+}

@@ -1,0 +1,36 @@
+// What a broker says until a client is logged in, and the replies to what it asks for then. Plain octets, no threads.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "Session.hpp"
+#include "support/Content.hpp"
+#include "support/Methods.hpp"
+
+namespace Fuzz
+{
+
+template <typename Method>
+std::string Reply(std::uint16_t channel, const Method& method)
+{
+    return Wire::FrameBytes(Wire::Frame{Wire::methodFrame, channel, Wire::Encode(method)});
+}
+
+inline std::string LoginReplies()
+{
+    return Reply(0, Wire::ConnectionStart{}) + Reply(0, Wire::ConnectionTune{.frameMax = frameMax}) +
+           Reply(0, Wire::ConnectionOpenOk{});
+}
+
+// To what the constructor of Listening does.
+inline std::string ListeningReplies()
+{
+    return Reply(1, Wire::ChannelOpenOk{}) + Reply(2, Wire::ChannelOpenOk{}) +
+           Reply(1, Wire::BasicConsumeOk{.consumerTag = "1/1"}) + Reply(2, Wire::BasicConsumeOk{.consumerTag = "2/1"});
+}
+
+// More would not fit a socket at once; nor does more of it find more.
+constexpr std::size_t longestInput = 32768;
+
+} // namespace Fuzz

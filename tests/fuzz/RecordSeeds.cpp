@@ -1,0 +1,231 @@
+// Writes the seeds of the targets anew, out of what a real RabbitMQ says:
+//
+//   cmake --build --preset dev --target record-fuzz-seeds
+//   scripts/broker run -- build/dev/tests/fuzz/record-fuzz-seeds tests/fuzz/seeds
+//
+// The login is left out of them, for it names the broker's machine. One thread beside those of the proxies.
+#include "Frames.hpp"
+#include "FullProperties.hpp"
+#include "Recorder.hpp"
+#include "Session.hpp"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <set>
+#include <stdexcept>
+#include <utility>
+
+namespace
+{
+
+const std::string first = "fuzz.first";
+const std::string second = "fuzz.second";
+
+std::string Environment(const char* name)
+{
+    const char* const value = std::getenv(name);
+    return value == nullptr ? throw std::runtime_error(std::string("not set: ") + name) : value;
+}
+
+std::uint16_t BrokerPort()
+{
+    return static_cast<std::uint16_t>(std::stoul(Environment("AMQP_PORT")));
+}
+
+std::shared_ptr<Amqp::Connection> ConnectBy(std::uint16_t port)
+{
+    return Fuzz::Connect(port, Environment("AMQP_USER"), Environment("AMQP_PASSWORD"));
+}
+
+// The files of one target; the same octets are written once.
+class Seeds
+{
+public:
+    Seeds(const std::filesystem::path& root, const std::string& target) : folder(root / target)
+    {
+        std::filesystem::create_directories(folder);
+    }
+
+    void Add(const std::string& name, const std::string& octets)
+    {
+        if (known.insert(octets).second)
+        {
+            std::ofstream stream(folder / name, std::ios::binary);
+            stream << octets;
+            stream.exceptions(std::ios::failbit);
+            stream.flush();
+        }
+    }
+
+private:
+    std::filesystem::path folder;
+    std::set<std::string> known{};
+};
+
+struct Output
+{
+    Seeds tables;
+    Seeds properties;
+    Seeds loop;
+    Seeds replies;
+};
+
+bool IsMethod(const Wire::Frame& frame, Wire::MethodId id)
+{
+    Wire::Reader reader(frame.payload);
+    return frame.type == Wire::methodFrame && reader.Short() == id.classId && reader.Short() == id.methodId;
+}
+
+// What stands behind the frame that is so many of its kind.
+Fuzz::Frames Behind(const Fuzz::Frames& frames, Wire::MethodId id, int count)
+{
+    for (auto frame = frames.begin(); frame != frames.end(); ++frame)
+    {
+        if (IsMethod(*frame, id) && --count == 0)
+        {
+            return {frame + 1, frames.end()};
+        }
+    }
+    throw std::runtime_error("the broker did not say what it was expected to");
+}
+
+std::string TableOctets(const Wire::Fields& fields)
+{
+    Wire::Writer writer;
+    writer.Table(fields);
+    return writer.Bytes();
+}
+
+// The properties and headers of the messages among the frames.
+void AddContent(Output& output, const std::string& name, const Fuzz::Frames& frames)
+{
+    constexpr std::size_t fixedPart = 12; // of a content header, before its properties
+    int number = 0;
+    for (const Wire::Frame& frame : frames)
+    {
+        if (frame.type != Wire::headerFrame)
+        {
+            continue;
+        }
+        const std::string file = name + "-" + std::to_string(++number);
+        output.properties.Add(file, std::string("\x0F\xA0\x20", 3) + frame.payload.substr(fixedPart));
+        if (const auto headers = Wire::DecodeHeader(frame.payload).properties.headers)
+        {
+            output.tables.Add(file, TableOctets(*headers));
+        }
+    }
+}
+
+void AddServerProperties(Output& output, const Fuzz::Frames& frames)
+{
+    auto fields = Wire::Decode<Wire::ConnectionStart>(frames.at(0).payload).serverProperties;
+    std::erase_if(fields, [](const auto& field) { return field.first == "cluster_name"; }); // the machine's name
+    output.tables.Add("server", TableOctets(fields));
+}
+
+struct Message
+{
+    std::string queue;
+    std::string body;
+    std::size_t partSize = 0;
+    Amqp::MetaData properties{};
+};
+
+void Publish(Amqp::Channel& channel, const Message& message)
+{
+    Amqp::Envelope envelope;
+    static_cast<Amqp::MetaData&>(envelope) = message.properties;
+    envelope.SetBody(message.body.data(), message.body.size());
+    channel.Publish("", message.queue, envelope, message.partSize, {});
+}
+
+void RecordLoop(Output& output, const std::string& name, const std::vector<Message>& messages)
+{
+    Amqp::Channel helper(ConnectBy(BrokerPort()), Amqp::Channel::OnErrorThrow);
+    helper.DeclareQueue(first, false, false, false);
+    helper.DeclareQueue(second, false, false, false);
+    Fuzz::Recorder recorder(BrokerPort());
+    {
+        Fuzz::Listening listening(ConnectBy(recorder.Port()), first, second);
+        for (const Message& message : messages)
+        {
+            Publish(helper, message);
+        }
+        constexpr std::size_t enough = 12; // what is requeued comes again and again
+        for (int ends = 0; ends < 2 && listening.Delivered() < enough;)
+        {
+            ends += listening.Step() ? 0 : 1; // stopped, or nothing came any more
+        }
+        if (name == "cancelled")
+        {
+            helper.DestroyQueue(first, false, false);
+            listening.Step();
+        }
+    }
+    const Fuzz::Frames frames = Fuzz::Split(recorder.Finish());
+    helper.DestroyQueue(first, false, false);
+    helper.DestroyQueue(second, false, false);
+    AddServerProperties(output, frames);
+    const Fuzz::Frames said = Behind(frames, Wire::BasicConsumeOk::id, 2);
+    AddContent(output, name, said);
+    output.loop.Add(name, Wire::FrameBytes(said));
+}
+
+void RecordReplies(Output& output, const std::string& name, const Fuzz::Names& names)
+{
+    Fuzz::Recorder recorder(BrokerPort());
+    Fuzz::CallAll(ConnectBy(recorder.Port()), names, [] {});
+    const Fuzz::Frames said = Behind(Fuzz::Split(recorder.Finish()), Wire::ConnectionOpenOk::id, 1);
+    output.replies.Add(name, Wire::FrameBytes(said));
+}
+
+void RecordAll(Output& output)
+{
+    for (const char letter : std::string("anrudpqxst"))
+    {
+        const std::string body = letter + std::string(" letter");
+        RecordLoop(output, std::string("letter-") + letter,
+                   {{first, body}, {first, "b"}, {second, body}, {second, "c"}});
+    }
+    RecordLoop(output, "empty", {{first, ""}, {second, ""}});
+    RecordLoop(output, "large", {{first, std::string(9000, 'l')}});
+    RecordLoop(output, "parts", {{first, std::string(30, 'p'), 10}, {second, std::string(25, 'a'), 10}});
+    RecordLoop(output, "properties", {{first, "full", 0, Fuzz::FullProperties(Environment("AMQP_USER"))}});
+    RecordLoop(output, "cancelled", {{first, "once"}});
+    const std::string deadLetter = Environment("RABBITMQCTL") +
+                                   " -q set_policy fuzz '^fuzz.first$' '{\"dead-letter-exchange\":"
+                                   "\"\",\"dead-letter-routing-key\":\"fuzz.second\"}' --apply-to queues";
+    if (std::system(deadLetter.c_str()) != 0)
+    {
+        throw std::runtime_error("the policy was refused");
+    }
+    RecordLoop(output, "dead-letter", {{first, "n", 0, Fuzz::FullProperties(Environment("AMQP_USER"))}, {first, "n"}});
+
+    RecordReplies(output, "accepted", {});
+    RecordReplies(output, "queue-refused", {.queue = "absent"});
+    RecordReplies(output, "exchange-refused", {.exchange = "amq.refused"});
+    RecordReplies(output, "source-refused", {.source = "absent"});
+}
+
+} // namespace
+
+int main(int count, char** arguments)
+try
+{
+    if (count != 2)
+    {
+        std::cerr << "usage: scripts/broker run -- record-fuzz-seeds FOLDER\n";
+        return EXIT_FAILURE;
+    }
+    const std::filesystem::path root = arguments[1];
+    Output output{{root, "DecodeTable"}, {root, "DecodeProperties"}, {root, "RunLoop"}, {root, "Replies"}};
+    RecordAll(output);
+    return EXIT_SUCCESS;
+}
+catch (const std::exception& error)
+{
+    std::cerr << "record-fuzz-seeds: " << error.what() << '\n';
+    return EXIT_FAILURE;
+}

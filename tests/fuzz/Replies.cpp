@@ -1,0 +1,24 @@
+// Any octets in reply to calls: each call ends, with a result, a word to the channel's notifier or an ErrorCode.
+#include "FedSocket.hpp"
+#include "Fuzz.hpp"
+#include "Handshake.hpp"
+#include "KnownFault.hpp"
+#include "Session.hpp"
+
+#include <string>
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* octets, std::size_t size)
+{
+    if (size > Fuzz::longestInput)
+    {
+        return 0;
+    }
+    static const std::string start = Fuzz::LoginReplies();
+    const std::string input = Fuzz::WithBasicHeaders({reinterpret_cast<const char*>(octets), size});
+    const Fuzz::ExpectedLeak leak(input);
+    const Fuzz::FedSocket broker(start + input);
+
+    const auto connection = Fuzz::Connect(1, "guest", "guest");
+    Fuzz::CallAll(connection, {}, [&broker] { broker.Drain(); });
+    return 0;
+}
