@@ -111,6 +111,27 @@ Frame Dialogue::ReadFrame()
     return NextFrame("a frame");
 }
 
+std::optional<Frame> Dialogue::ReadFrameOrEnd()
+{
+    const Step step(*this, "read a frame or the end of the stream");
+    while (true)
+    {
+        Frame frame;
+        while (TakeFrame(frame))
+        {
+            if (!IsHeartbeat(frame))
+            {
+                return frame;
+            }
+        }
+        if (ended && received.empty())
+        {
+            return {};
+        }
+        Fill("a frame or the end of the stream");
+    }
+}
+
 void Dialogue::SendFrame(std::uint8_t type, std::uint16_t channel, std::string_view payload)
 {
     const Step step(*this, "send a frame of type " + std::to_string(type));
@@ -217,6 +238,11 @@ void Dialogue::AwaitEnd()
         const Step step(*this, "after the last step of the script");
         ExpectEnd();
     }
+}
+
+void Dialogue::EndOutput()
+{
+    stream.EndOutput();
 }
 
 void Dialogue::Abandon()

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -79,6 +80,7 @@ public:
                 std::string_view body);
 
     Frame ReadFrame();
+    std::optional<Frame> ReadFrameOrEnd(); // nothing when the client has closed the connection
     void SendFrame(std::uint8_t type, std::uint16_t channel, std::string_view payload);
     void SendBytes(std::string_view bytes);
 
@@ -88,6 +90,8 @@ public:
 
     void ExpectSilence(std::chrono::milliseconds duration);
     void ExpectEnd();
+
+    void EndOutput(); // the client reads the end of the stream, and can go on sending
 
     // Both close the connection at once; after that the script must not use it, and what the client does is ignored.
     void Abandon();
