@@ -52,6 +52,7 @@ ignore_signals() {
 # Runs the tests with this label, those labelled broker with one, and adds the numbers
 # that ctest reports to the variables passed and failed. A skipped test counts
 # as failed: everything the tests need is there, so nothing is to be skipped.
+# A test that stands for many cases is shown with their number.
 run_tests() {
     local build=$1 label=$2 jobs=$3 wrapper=() results status=0 total bad key
     local -A number=()
@@ -84,5 +85,6 @@ run_tests() {
         echo "$label: tests that were skipped or disabled count as failed" >&2
     fi
     failed=$((failed + bad))
+    grep -oshm1 'fault matrix: [0-9]* cases' "$results" || true
     echo "$label: $total tests, $bad failed"
 }
