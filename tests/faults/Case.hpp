@@ -32,10 +32,10 @@ enum class Probe
 
 struct Expected
 {
-    std::string seen;                // by the application
-    std::string otherwise{};         // or this
-    std::optional<std::string> wire; // by the peer; unknown when it has closed
-    bool proceeds = false;           // the broker goes on as if nothing had happened
+    std::string seen;                     // by the application
+    std::vector<std::string> otherwise{}; // or one of these
+    std::optional<std::string> wire;      // by the peer; unknown when it has closed
+    bool proceeds = false;                // the broker goes on as if nothing had happened
     Probe probe = Probe::None;
 };
 

@@ -57,7 +57,8 @@ struct Operation
     std::string refused{}; // what it sees after its channel was told that the broker refuses
     std::string goodbye = "1:channel.close 0:connection.close";
     int frameMax = 131072;
-    // Of the messages it publishes, how many the channel is told of when the peer has closed, or reset, before.
+    // Of the messages it publishes, how many at most the channel is told of when the peer has closed, or reset,
+    // before.
     std::size_t toldWhenClosed = 0;
     std::size_t toldWhenReset = 0;
     bool ownFramesOnly = true; // the frames of the answer are all of one channel, and come one message at a time

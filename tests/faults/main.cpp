@@ -4,17 +4,21 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <iterator>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
-#include "Expectation.hpp"
+#include <unistd.h>
+
 #include "Fault.hpp"
 #include "Runner.hpp"
 
@@ -32,6 +36,40 @@ using Faults::Case;
 
 constexpr unsigned quickThreads = 4;
 constexpr unsigned waitingThreads = 24; // which do next to nothing
+
+// A crash may come some time after the case that brought it about, but the case that runs is a beginning. The
+// sanitizers have reports of their own.
+thread_local const char* runningHere = "no case";
+
+extern "C" void NameTheCase(int)
+{
+    constexpr std::string_view begin = "crashed in ";
+    static_cast<void>(::write(STDOUT_FILENO, begin.data(), begin.size()) +
+                      ::write(STDOUT_FILENO, runningHere, std::strlen(runningHere)) + ::write(STDOUT_FILENO, "\n", 1));
+}
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool sanitized = true;
+#else
+constexpr bool sanitized = false;
+#endif
+
+void NameTheCaseOfACrash()
+{
+    if (sanitized)
+    {
+        return;
+    }
+    struct sigaction action
+    {
+    };
+    action.sa_handler = &NameTheCase;
+    action.sa_flags = static_cast<int>(SA_RESETHAND); // the second time the signal does what it always does
+    for (const int signal : {SIGSEGV, SIGBUS, SIGABRT, SIGFPE})
+    {
+        ::sigaction(signal, &action, nullptr);
+    }
+}
 
 // Enough to see what is wrong: a library that hangs would keep each case to its deadline.
 constexpr std::size_t mostFailures = 100;
@@ -80,6 +118,7 @@ void Matrix::Work(const std::vector<Case>& cases, std::atomic<std::size_t>& next
 {
     while (const Case* const each = Begin(cases, next))
     {
+        runningHere = each->name.c_str();
         End(*each, Faults::Run(*each));
     }
     const std::lock_guard lock(mutex);
@@ -154,6 +193,7 @@ std::vector<Case> AllCases(const std::vector<Faults::Operation>& operations)
 
 int main(int count, char** arguments)
 {
+    NameTheCaseOfACrash();
     const std::string wanted = count > 1 ? arguments[1] : "";
     const std::vector<Faults::Operation> operations = Faults::AllOperations();
     std::vector<Case> quick = AllCases(operations);
