@@ -23,8 +23,8 @@
 #include "Runner.hpp"
 
 // A peer may announce more than there is memory for; AddressSanitizer must answer as the system would.
-extern "C" const char* __asan_default_options(); // NOLINT(bugprone-reserved-identifier)
-extern "C" const char* __asan_default_options()  // NOLINT(bugprone-reserved-identifier)
+extern "C" const char* __asan_default_options(); // NOLINT(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+extern "C" const char* __asan_default_options()  // NOLINT(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 {
     return "allocator_may_return_null=1";
 }
@@ -41,7 +41,7 @@ constexpr unsigned waitingThreads = 24; // which do next to nothing
 // sanitizers have reports of their own.
 thread_local const char* runningHere = "no case";
 
-extern "C" void NameTheCase(int)
+extern "C" void NameTheCase(int /*signal*/)
 {
     constexpr std::string_view begin = "crashed in ";
     static_cast<void>(::write(STDOUT_FILENO, begin.data(), begin.size()) +
