@@ -9,7 +9,7 @@
 namespace
 {
 
-constexpr std::size_t mebibyte = 1024 * 1024;
+constexpr std::size_t mebibyte = std::size_t{1024} * 1024;
 constexpr std::size_t partSize = mebibyte;
 constexpr std::size_t partCount = 256;
 

@@ -9,7 +9,6 @@
 namespace
 {
 
-using Amqp::Channel;
 using Amqp::ErrorCode;
 
 class LossDuring : public testing::TestWithParam<Operation>
