@@ -84,7 +84,21 @@ void Connection::ConnectionImpl::HandleReturn(const amqp_basic_return_t& method,
 
 void Connection::ConnectionImpl::SkipContent(std::uint16_t number)
 {
-    NoteFailure(ReceivedMessage(State(), number).reply);
+    const amqp_rpc_reply_t reply = ReceivedMessage(State(), number).reply;
+    NoteFailure(reply);
+    if (reply.reply_type != AMQP_RESPONSE_SERVER_EXCEPTION)
+    {
+        return;
+    }
+    // A close came in its place, and would never be heard of again.
+    if (reply.reply.id == AMQP_CHANNEL_CLOSE_METHOD)
+    {
+        MarkClosed(number, true);
+    }
+    else
+    {
+        AnswerConnectionClose();
+    }
 }
 
 } // namespace Amqp
