@@ -62,7 +62,7 @@ std::shared_ptr<Amqp::Connection> Broker::Connect(const Login& login) const
     const std::string user = login.user.value_or(User());
     const std::string password = login.password.value_or(Environment("AMQP_PASSWORD"));
     const std::string virtualHost = login.virtualHost.value_or(Environment("AMQP_VHOST"));
-    const auto port = static_cast<unsigned short>(std::stoi(Environment("AMQP_PORT")));
+    const unsigned short port = login.port.value_or(Port());
     return std::make_shared<Amqp::Connection>(host, port, user, password, virtualHost, login.properties, login.wait,
                                               login.heartbeat, frameMax);
 }
@@ -70,6 +70,11 @@ std::shared_ptr<Amqp::Connection> Broker::Connect(const Login& login) const
 std::string Broker::User()
 {
     return Environment("AMQP_USER");
+}
+
+unsigned short Broker::Port()
+{
+    return static_cast<unsigned short>(std::stoi(Environment("AMQP_PORT")));
 }
 
 std::string Broker::Name(std::string_view what)

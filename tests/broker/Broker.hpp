@@ -28,6 +28,7 @@ struct Login
     Amqp::Table properties{};
     std::chrono::microseconds wait = 100ms;
     std::chrono::seconds heartbeat = 0s;
+    std::optional<unsigned short> port{};
 };
 
 // What a queue holds.
@@ -52,6 +53,8 @@ public:
 
     // Whose name an ordinary connection carries.
     static std::string User();
+
+    static unsigned short Port();
 
     // A name for a queue or an exchange, which is removed after the test if it is still there.
     std::string Name(std::string_view what);

@@ -5,10 +5,6 @@
 #include <system_error>
 #include <utility>
 
-#include <fcntl.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-
 namespace Wire
 {
 
@@ -17,13 +13,8 @@ namespace
 
 Descriptor Connect(std::uint16_t port)
 {
-    Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
-    if (::connect(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-        ::fcntl(socket.Get(), F_SETFL, O_NONBLOCK) != 0)
+    Descriptor socket = ConnectTo(port);
+    if (socket.Get() < 0)
     {
         throw std::system_error(errno, std::generic_category(), "connect on loopback");
     }

@@ -6,6 +6,7 @@
 #include <system_error>
 #include <utility>
 
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -76,6 +77,41 @@ void Descriptor::Close()
     }
 }
 
+Descriptor ConnectTo(std::uint16_t port)
+{
+    Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port);
+    if (::connect(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+        ::fcntl(socket.Get(), F_SETFL, O_NONBLOCK) != 0)
+    {
+        const int error = errno;
+        socket.Close();
+        errno = error;
+    }
+    return socket;
+}
+
+void CloseInOrder(Descriptor& socket)
+{
+    ::shutdown(socket.Get(), SHUT_WR);
+    // Closing with octets unread would send a reset.
+    char chunk[65536];
+    while (::recv(socket.Get(), chunk, sizeof chunk, 0) > 0)
+    {
+    }
+    socket.Close();
+}
+
+void CloseWithReset(Descriptor& socket)
+{
+    const linger now{1, 0};
+    ::setsockopt(socket.Get(), SOL_SOCKET, SO_LINGER, &now, sizeof now);
+    socket.Close();
+}
+
 Stream::Stream(Descriptor connected, const SharedDeadline& limit) : socket(std::move(connected)), deadline(&limit)
 {
     const int on = 1;
@@ -141,20 +177,12 @@ void Stream::EndOutput()
 
 void Stream::Close()
 {
-    EndOutput();
-    // Closing with octets unread would send a reset, which is not what the script asked for.
-    char chunk[65536];
-    while (::recv(socket.Get(), chunk, sizeof chunk, 0) > 0)
-    {
-    }
-    socket.Close();
+    CloseInOrder(socket);
 }
 
 void Stream::Reset()
 {
-    const linger now{1, 0};
-    ::setsockopt(socket.Get(), SOL_SOCKET, SO_LINGER, &now, sizeof now);
-    socket.Close();
+    CloseWithReset(socket);
 }
 
 Listener::Listener() : socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0))
@@ -175,6 +203,11 @@ Listener::Listener() : socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOC
 std::uint16_t Listener::Port() const
 {
     return port;
+}
+
+int Listener::Socket() const
+{
+    return socket.Get();
 }
 
 Descriptor Listener::Accept(const SharedDeadline& deadline)

@@ -31,6 +31,10 @@ private:
     int fd;
 };
 
+Descriptor ConnectTo(std::uint16_t port); // on loopback, non-blocking; on failure it holds none, and errno says why
+void CloseInOrder(Descriptor& socket);    // the peer reads all that was sent, then the end of the stream
+void CloseWithReset(Descriptor& socket);
+
 class Stream
 {
 public:
@@ -65,6 +69,7 @@ public:
     Listener(); // listens at once, throws std::system_error when that fails
 
     std::uint16_t Port() const;
+    int Socket() const;                                // non-blocking; for those who wait for more than one thing
     Descriptor Accept(const SharedDeadline& deadline); // holds no descriptor when nobody came
     void Close();
 
