@@ -30,7 +30,7 @@ class Channel;
 /// heartbeat intervals is disconnected by the broker.
 ///
 /// With heartbeats a broker that has sent nothing for two intervals counts as gone. Run gives nothing then, and throws
-/// the next time; a call throws ErrorCode (`Library`, 1), and a publish goes to the channel's notifier (`Library`, 14),
+/// the next time; a call throws ErrorCode (`Library`, 1), and a publish goes to the channel's notifier (`Library`, 15),
 /// both with rabbitmq-c's text for AMQP_STATUS_HEARTBEAT_TIMEOUT. Without heartbeats a call, and a publish that finds
 /// the socket full, waits until the system finds the connection broken.
 class AMQP_EXPORT Connection

@@ -36,12 +36,13 @@ amqp_rpc_reply_t LibraryException(int status)
     return reply;
 }
 
-// rabbitmq-c stops in the middle of a frame then: reading on would misread what follows, and write past the end of
-// its buffer.
-bool IsUnreadable(int status)
+// Whether nothing may be read after it. rabbitmq-c stops in the middle of a frame that it cannot read: reading on would
+// misread what follows, and write past the end of its buffer. Of a peer that is gone it closes the socket.
+bool IsFinal(int status)
 {
     return status == AMQP_STATUS_BAD_AMQP_DATA || status == AMQP_STATUS_UNKNOWN_CLASS ||
-           status == AMQP_STATUS_UNKNOWN_METHOD || status == AMQP_STATUS_NO_MEMORY;
+           status == AMQP_STATUS_UNKNOWN_METHOD || status == AMQP_STATUS_NO_MEMORY ||
+           status == AMQP_STATUS_HEARTBEAT_TIMEOUT;
 }
 
 } // namespace
@@ -96,7 +97,7 @@ bool Connection::ConnectionImpl::CheckStatus(int status, Channel* channel)
 
 void Connection::ConnectionImpl::NoteFailure(int status)
 {
-    if (fatalStatus == AMQP_STATUS_OK && IsUnreadable(status))
+    if (fatalStatus == AMQP_STATUS_OK && IsFinal(status))
     {
         fatalStatus = status;
     }

@@ -63,8 +63,10 @@ std::optional<bool> Connection::ConnectionImpl::Run(timeval wait)
     {
     case AMQP_STATUS_UNEXPECTED_STATE:
         return HandleFrame(limit);
-    case AMQP_STATUS_TIMEOUT:
     case AMQP_STATUS_HEARTBEAT_TIMEOUT:
+        NoteFailure(reply);
+        [[fallthrough]];
+    case AMQP_STATUS_TIMEOUT:
         return {};
     default:
         return CheckStatus(reply.library_error, nullptr);

@@ -49,10 +49,8 @@ Expected ExpectSilence(const Operation& operation, std::size_t pieces)
     Expected expected = Before(operation, pieces);
     if (InLoop(awaiting) && !InReturn(awaiting))
     {
-        // Which of the two the next step gives depends on whether a heartbeat is due.
         Follow(expected, "run empty");
-        expected.otherwise = {expected.seen + "; " + ThrownByRun(AMQP_STATUS_SOCKET_CLOSED)};
-        Follow(expected, ThrownByRun(AMQP_STATUS_CONNECTION_CLOSED));
+        Follow(expected, ThrownByRun(AMQP_STATUS_HEARTBEAT_TIMEOUT));
     }
     else
     {

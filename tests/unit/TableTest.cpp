@@ -191,7 +191,8 @@ TEST(Table, InsertOfItselfMovedAddsWhatItHeld)
 {
     Table table = Inner();
 
-    EXPECT_TRUE(table.Insert("self", std::move(table))); // NOLINT(bugprone-use-after-move): that is the subject
+    EXPECT_TRUE(table.Insert("self", std::move(table)));
+    // NOLINTNEXTLINE(bugprone-use-after-move): that is the subject
     EXPECT_EQ(Describe(table), "{<self>=13:{<text>=11:\"deep\";};<text>=11:\"deep\";}");
 }
 

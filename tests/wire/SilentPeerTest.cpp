@@ -90,6 +90,19 @@ TEST(SilentPeer, IsFoundOutByACallAndThenByEveryUse)
     EXPECT_TRUE(client.noted.errors.empty());
 }
 
+TEST(SilentPeer, EndsAWaitWithNothingAndThenEveryUse)
+{
+    ScriptedBroker broker(WithHeartbeats([](Dialogue& peer) { peer.ExpectEnd(); }));
+    const HeartbeatClient client(broker);
+
+    EXPECT_EQ(client.connection->Run(), std::nullopt);
+
+    EXPECT_THAT(ErrorOf([&] { client.connection->Run(); }), IsSilence());
+    EXPECT_THAT(ErrorOf([&] { client.channel->PurgeQueue("q"); }), IsSilenceInACall());
+    client.channel->Publish("", "q", "body", 0, {});
+    EXPECT_THAT(client.noted.errors, testing::ElementsAre(IsSilence()));
+}
+
 TEST(SilentPeer, IsNotWaitedForByTeardown)
 {
     ScriptedBroker broker(WithHeartbeats([](Dialogue& peer) { peer.ExpectEnd(); }));
