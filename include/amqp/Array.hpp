@@ -26,7 +26,8 @@ public:
     /// An array of the given elements, in their order: `Array({1, 2, 3})`, or from a vector.
     ///
     /// The elements may be of different alternatives; a receiver that uses this library keeps only those that
-    /// share the alternative of the first.
+    /// share the alternative of the first. A list of one array is that array; nest it with a vector:
+    /// `Array(std::vector<FieldValue>{Array({1, 2})})`.
     explicit Array(std::vector<FieldValue> elements);
 
     /// Takes over the elements; `other` is left empty.
@@ -35,6 +36,7 @@ public:
     /// Copies every element, nested arrays and tables included.
     Array(const Array& other);
 
+    /// Frees every element.
     ~Array();
 
     /// Takes over the elements; `other` is left valid, with unspecified elements.

@@ -58,8 +58,9 @@ public:
     Channel(std::shared_ptr<Amqp::Connection> connection, std::function<void(ErrorCode&&)> errorNotifier);
 
     /// Takes over connection, notifier and number; `other` is left with no connection, and its operations throw
-    /// std::runtime_error. The connection keeps addressing `other` when an error for this channel arrives in the
-    /// run loop: keep it alive, or better, hold channels by std::shared_ptr and do not move them.
+    /// std::runtime_error ("Unable to use a channel that was moved from"). The connection keeps addressing `other` when
+    /// an error for this channel arrives in the run loop: keep it alive, or better, hold channels by std::shared_ptr
+    /// and do not move them.
     Channel(Channel&& other);
 
     /// Closes the channel (amqp_channel_close, `channel.close` with reply code 200) unless it is closed or dropped
@@ -133,7 +134,9 @@ public:
     ///                   library joins again. The series carries headers of its own in place of the envelope's.
     /// @param callback   when given, the message is published as mandatory, with a number of the library's own as
     ///                   its message id, and the callback is called from Connection::Run if the broker sends it
-    ///                   back as unroutable. It is kept until then, for a routed message as long as the connection.
+    ///                   back as unroutable. It is kept until then, for a routed message as long as the connection:
+    ///                   one that holds the connection or a channel by std::shared_ptr keeps both for ever. Let it
+    ///                   hold a std::weak_ptr or a reference.
     ///
     /// A message that cannot be sent - a text property or a header's key of more than 255 bytes, headers that do not
     /// fit a frame, a socket that failed, a broker silent for two heartbeat intervals - goes to the error notifier
@@ -151,7 +154,7 @@ public:
                  PublishCallback callback);
 
     /// Publishes the whole contents of a file, read into memory from its first byte wherever the stream stands; see the
-    /// form that takes a text.
+    /// form that takes a text. Octets that the file announces and does not have go out as zeros.
     ///
     /// @throws std::runtime_error  "Invalid stream state": the stream has failed, or cannot be wound back. Nothing is
     ///                             sent.
@@ -163,18 +166,23 @@ public:
     /// The tag is made of the channel's number and a counter, such as "3/17". It is returned even when the broker
     /// refused; then nothing is subscribed.
     ///
-    /// @param handler    called from Connection::Run with each delivery.
+    /// @param handler    called from Connection::Run with each delivery. It is kept until Unsubscribe, or as long as
+    /// the
+    ///                   connection: one that holds the connection or a channel by std::shared_ptr keeps both until
+    ///                   then. Let it hold a std::weak_ptr or a reference.
     /// @param noLocal    no messages of this connection's own; RabbitMQ takes no notice of it.
     /// @param exclusive  the only consumer of the queue; refused with 403 when there is another.
     std::string Subscribe(std::string_view queue, DeliveryHandler handler, AcknowledgeMode mode, bool noLocal,
                           bool exclusive);
 
-    /// Subscribes with a tag of the caller's choice, which must be unique on the connection: one that is in use
-    /// keeps its handler. See Subscribe.
+    /// Subscribes with a tag of the caller's choice, which must not be empty, and must be unique on the connection: one
+    /// that is in use keeps its handler and its mode, on another channel, too; on the same channel RabbitMQ closes the
+    /// connection (530). With an empty tag the broker chooses one, and no delivery finds its handler. See Subscribe.
     void SubscribeRpc(std::string_view consumerTag, std::string_view queue, DeliveryHandler handler,
                       AcknowledgeMode mode, bool noLocal, bool exclusive);
 
-    /// Forgets the handler and cancels the consumer (`basic.cancel`, amqp_basic_cancel). An unknown tag is no error.
+    /// Forgets the handler and cancels the consumer (`basic.cancel`, amqp_basic_cancel). To be called on the channel
+    /// that subscribed: on another one the broker keeps the consumer. An unknown tag is no error.
     /// Deliveries that are on their way are dropped, unacknowledged. On a closed channel nothing is sent.
     void Unsubscribe(std::string_view consumerTag);
 
@@ -189,6 +197,7 @@ private:
     std::function<void(ErrorCode&&)> errorNotifier;
     std::uint16_t token = 0;
     std::uint64_t tagCounter = 0;
+    std::shared_ptr<void> alive; // made for a series, to see whether a notifier has destroyed this channel
 };
 
 } // namespace Amqp

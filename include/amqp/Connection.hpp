@@ -23,7 +23,9 @@ class Channel;
 ///
 /// It is logged in as soon as it is constructed, and everything is done with it through Channel objects, each of
 /// which holds it by std::shared_ptr. There is no reconnect: once the broker has closed it, or the socket has
-/// failed, it can only be destroyed, together with its channels.
+/// failed, it is dead and can only be destroyed, together with its channels. Until then every use repeats the error:
+/// Run and calls throw it (`Library`, with rabbitmq-c's text, "connection closed unexpectedly" after a close by the
+/// broker), a publish tells it to the channel's notifier.
 ///
 /// The connection starts no thread. What the broker sends is handled when Run is called, on the caller's thread.
 /// Heartbeats too are sent only while the library waits or publishes: an application that does neither for two
@@ -40,13 +42,16 @@ public:
     ///
     /// @param host, port   the broker. This and the four other texts must be zero-terminated; none is kept.
     /// @param properties   client properties for the broker to show, copied; none are sent when empty.
-    /// @param timeout      how long one Run waits for something to happen; 0 is without limit. It does not bound
-    ///                     connecting and logging in: those take as long as the system and rabbitmq-c let them.
+    /// @param timeout      how long one Run waits for something to happen, up to 24 days; 0 is without limit. It does
+    ///                     not bound connecting and logging in: those take as long as the system and rabbitmq-c let
+    ///                     them.
     /// @param heartbeat    interval in seconds, 0 to 65535; 0 is none.
     /// @param frameMax     the largest frame to offer, in bytes; the broker may lower it. rabbitmq-c raises anything
     ///                     below 4096, 0 included, to 4096. 131072 is what RabbitMQ offers.
     ///
-    /// @throws std::runtime_error  the socket could not be opened ("Unable to open a AMQP TCP socket") or made.
+    /// @throws std::runtime_error  the socket could not be opened ("Unable to open a AMQP TCP socket"), or rabbitmq-c
+    ///                             has no memory for the connection ("Unable to instanciate new AMQP logical
+    ///                             connection", "... TCP connection").
     /// @throws ErrorCode           the login failed: `ConnectionClosed` with the broker's code and text (403 for wrong
     ///                             credentials, 530 for an unknown virtual host), or `Library` when an argument is
     ///                             out of range, the properties cannot be sent, or the broker does not answer.
@@ -57,7 +62,7 @@ public:
                std::chrono::seconds heartbeat, int frameMax);
 
     /// Connects over TLS and logs in with an identity (SASL EXTERNAL); otherwise as the other constructor, with the
-    /// text "Unable to open a AMQP SSL TCP socket".
+    /// texts "Unable to open a AMQP SSL TCP socket" and "Unable to instanciate new AMQP SSL TCP connection".
     ///
     /// rabbitmq-c's own trust settings apply. In its version 0.11 they verify the broker's certificate against an
     /// empty trust store, so that every broker is refused.
@@ -83,13 +88,22 @@ public:
     /// result is empty or `true`.
     ///
     /// Handlers, publish callbacks and error notifiers are called from here and may use the connection's
-    /// channels, but must not call Run. What they throw comes out of here.
+    /// channels, but must neither call Run nor drop the last reference to the connection. What they throw comes out of
+    /// here: of a handler as it is; of a callback or a notifier as a plain ErrorCode or std::runtime_error with its
+    /// text when it is derived from one of them, and the channel is dropped, else as it is.
     ///
     /// A broker that closes a channel in the middle of a delivery makes it give `false`; the channel is closed then,
     /// its notifier is not told, and the loop may be run on.
     ///
-    /// @throws ErrorCode              the socket failed, or the broker broke the protocol: the connection is dead, and
-    ///                                every later use of it throws, too. Code: rabbitmq-c's status without its sign.
+    /// @throws ErrorCode              the socket failed, or the broker broke the protocol: the connection is dead.
+    ///                                Code: rabbitmq-c's status without its sign. With `Server`, 2, the broker sent a
+    ///                                method that has no place here (such as `basic.cancel` to a client that announced
+    ///                                to understand it): only the channel it names is dropped.
+    /// @throws std::bad_function_call a delivery for a subscription whose handler is empty; in
+    /// AcknowledgeMode::Explicit
+    ///                                it is rejected without requeue. The connection is usable.
+    /// @throws std::bad_alloc         no memory for a delivery, or to join the parts of a large body; that part stays
+    ///                                unacknowledged.
     /// @throws std::invalid_argument, std::out_of_range   a returned message carries a message id that is no number
     ///                                of this library's; that return is lost, the connection is usable.
     /// @throws std::bad_variant_access   a part of a large body has a hash of a wrong type; the delivery stays
@@ -98,7 +112,8 @@ public:
     /// Calls amqp_consume_message.
     std::optional<bool> Run() const;
 
-    /// Waits at most `timeout` instead; 0 is without limit. See Run().
+    /// Waits at most `timeout` instead; 0 is without limit. See Run(). A negative wait is refused with ErrorCode
+    /// (`Library`, rabbitmq-c's AMQP_STATUS_INVALID_PARAMETER), and costs nothing.
     std::optional<bool> Run(std::chrono::microseconds timeout) const;
 
     /// Makes the next Run return `false` at once, one time. May be called from any thread and from handlers.

@@ -32,9 +32,11 @@ public:
     ///
     /// @param exchangeName  the topic exchange, declared durable by each Bind.
     /// @param log           takes log lines and the texts of channel errors, on the caller's and on the listening
-    ///                      thread; may be empty.
+    ///                      thread; may be empty. It must not throw: on that thread, and in the destructor, that
+    ///                      ends the process.
     /// @param queuePrefix   put before the name of a binding to make the name of its queue.
-    /// @param onException   takes the exception that ended the listening thread, on that thread; may be empty.
+    /// @param onException   takes the exception that ended the listening thread, on that thread; may be empty. It must
+    ///                      not throw: that ends the process.
     Consumer(std::shared_ptr<Connection> connection, std::string_view exchangeName,
              std::function<void(std::string_view)> log, std::string_view queuePrefix,
              std::function<void(const std::exception&)> onException);
@@ -54,10 +56,13 @@ public:
     /// MainBindingDone.
     ///
     /// @param name         the binding key, wildcards * and # included.
-    /// @param handler      called on the listening thread with each delivery.
+    /// @param handler      called on the listening thread with each delivery. What it throws ends the listening and
+    ///                     goes to `onException`; what is no std::exception ends the process.
     /// @param serverNamed  let the broker name the queue; otherwise it is `queuePrefix` followed by `name`.
     ///
-    /// A refusal by the broker goes to the log. @throws ErrorCode, std::runtime_error as Channel does.
+    /// A refusal by the broker goes to the log, and Bind then throws ErrorCode ("Channel is closed") at its next step
+    /// unless it was at the last one. @throws ErrorCode, std::runtime_error as Channel does. The channel of a Bind that
+    /// failed stays open as far as it is, until the consumer is destroyed.
     void Bind(std::string_view name, std::function<Acknowledge(const Envelope&)> handler, bool serverNamed);
 
     /// Starts listening. To be called once: a second call ends the process.

@@ -32,10 +32,15 @@ public:
     /// A view of `size` bytes at `data`, without a content type.
     Envelope(std::uint64_t size, const void* data, DeliveryType mode);
 
+    /// Copies the properties; both are views of the same body.
     Envelope(const Envelope& other);
+    /// Moves the texts and copies the headers; both are views of the same body.
     Envelope(Envelope&& other);
+    /// Leaves the body alone.
     ~Envelope() override;
+    /// Copies the properties; both are views of the same body.
     Envelope& operator=(const Envelope& other);
+    /// Moves the texts and copies the headers; both are views of the same body.
     Envelope& operator=(Envelope&& other);
 
     /// The body's first byte; null when there is no body.

@@ -14,7 +14,8 @@ namespace Amqp
 ///
 /// An error that belongs to one channel goes to that channel's notifier, and that channel is closed or dropped (see
 /// Channel). An error that belongs to the connection is thrown: ConnectionClosed and every failure of the socket leave
-/// a connection that can only be destroyed, with its channels. Bad arguments are not reported this way: they are
+/// a connection that can only be destroyed, with its channels. What rabbitmq-c finds wrong with an argument, such as a
+/// text of more than 255 bytes, is Library; what this library finds wrong, and a socket that cannot be opened, is
 /// std::runtime_error.
 struct AMQP_EXPORT ErrorCode : public std::exception
 {
@@ -24,7 +25,8 @@ struct AMQP_EXPORT ErrorCode : public std::exception
         NoReply = 0,          ///< A call to the broker ended without any reply.
         Success = 1,          ///< No error.
         Library = 2,          ///< rabbitmq-c reported an error of its own.
-        Server = 3,           ///< The broker sent a method that has no place here; `code` is 2.
+        Server = 3,           ///< The broker sent a method that has no place here; `code` is 2. Only the channel that
+                              ///< it was sent on is dropped.
         ConnectionClosed = 4, ///< The broker closed the connection; `code` is its reply code.
         ChannelClosed = 5,    ///< The broker closed a channel; `code` is its reply code, 0 when the run loop saw it,
                               ///< or 504 when a closed channel was used again.
@@ -35,11 +37,14 @@ struct AMQP_EXPORT ErrorCode : public std::exception
 
     /// No error: `Success`, code 0, no message.
     ErrorCode();
+    /// An error of the given values, as they are.
     ErrorCode(const std::string& message, Categories category, unsigned short code);
+    /// Copies all three values.
     ErrorCode(const ErrorCode& other);
     /// Leaves `other` with its category and code and an empty message.
     ErrorCode(ErrorCode&& other) noexcept;
     ~ErrorCode() override;
+    /// Copies all three values.
     ErrorCode& operator=(const ErrorCode& other);
     /// Leaves `other` with its category and code and an empty message.
     ErrorCode& operator=(ErrorCode&& other) noexcept;

@@ -35,6 +35,9 @@ public:
     /// @param log  takes log lines and the texts of channel errors, on the thread that calls or runs; may be empty.
     ///
     /// A refusal by the broker goes to the log. @throws ErrorCode, std::runtime_error as Channel does.
+    ///
+    /// There is one channel for everything. After an error of it Publish and Reply throw (the channel is closed) or go
+    /// on without anybody being told of later errors (it is dropped; see Channel): make another producer.
     Producer(std::shared_ptr<Connection> connection, std::string_view exchangeName,
              std::function<void(std::string_view)> log);
 

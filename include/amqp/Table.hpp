@@ -33,6 +33,7 @@ public:
     /// Copies every entry, nested arrays and tables included.
     Table(const Table& other);
 
+    /// Frees every entry.
     ~Table();
 
     /// Copies every entry, nested arrays and tables included.
@@ -53,7 +54,8 @@ public:
     /// stays) or empty. These rules hold for all overloads; what one does differently stands with it.
     bool Insert(std::string_view key, FieldValue&& value);
 
-    /// Adds a copy of a value; see Insert(std::string_view, FieldValue&&).
+    /// Adds a copy of a value; see Insert(std::string_view, FieldValue&&). For a const one write
+    /// `Insert(key, FieldValue(value))`.
     bool Insert(std::string_view key, FieldValue& value);
 
     /// Adds a copy of a text; see Insert(std::string_view, FieldValue&&).
@@ -78,8 +80,16 @@ public:
                       std::string_view(value, static_cast<std::size_t>(std::find(value, value + N, '\0') - value)));
     }
 
+    /// Adds the text at a pointer, up to its zero; the pointer must not be null.
+    template <typename Text,
+              std::enable_if_t<std::is_same_v<Text, const char*> || std::is_same_v<Text, char*>, int> = 0>
+    bool Insert(std::string_view key, Text value)
+    {
+        return Insert(key, std::string_view(value));
+    }
+
     /// Adds a number or a boolean as the alternative of its own type: `Insert("retries", 3)` adds a signed
-    /// 32-bit integer, `Insert("ratio", 0.5)` a double.
+    /// 32-bit integer, `Insert("ratio", 0.5)` a double. A `char` counts as a signed 32-bit integer.
     template <typename Number, std::enable_if_t<std::is_arithmetic_v<Number>, int> = 0>
     bool Insert(std::string_view key, Number value)
     {

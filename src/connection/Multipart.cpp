@@ -69,10 +69,16 @@ void Channel::Publish(std::string_view exchange, std::string_view routingKey, co
         held->Publish(*this, exchange, routingKey, envelope, std::move(callback));
         return;
     }
-    // A part that is refused does not stop those that follow, and the notifier it goes to may drop the channel.
+    // A part that is refused does not stop those that follow. The notifier it goes to may drop the channel, which is
+    // kept if it is shared, or destroy it.
     const auto self = weak_from_this().lock();
+    if (!alive)
+    {
+        alive = std::make_shared<char>();
+    }
+    const std::weak_ptr<void> watch = alive;
     PartSeries series(envelope, partSize);
-    while (const Envelope* const part = series.Next())
+    while (const Envelope* const part = watch.expired() ? nullptr : series.Next())
     {
         held->Publish(*this, exchange, routingKey, *part, callback);
     }

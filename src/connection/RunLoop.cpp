@@ -37,6 +37,10 @@ std::optional<bool> Connection::ConnectionImpl::Run(timeval wait)
         return false;
     }
     CheckStatus(fatalStatus, nullptr);
+    if (wait.tv_sec < 0 || wait.tv_usec < 0)
+    {
+        throw FromStatus(AMQP_STATUS_INVALID_PARAMETER); // as rabbitmq-c would say, but at no cost to the channels
+    }
     const bool limited = wait.tv_sec != 0 || wait.tv_usec != 0;
     const timeval* const limit = limited ? &wait : nullptr;
 

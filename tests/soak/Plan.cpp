@@ -17,7 +17,7 @@ constexpr std::array<SeriesSize, 5> seriesSizes{
     {{4097, 4096}, {20000, 7000}, {65536, 4096}, {100000, 1000}, {262128, 131064}}};
 
 constexpr std::size_t smallestBody = 16;
-constexpr std::size_t largestSingle = 64 * 1024;
+constexpr std::size_t largestSingle = 65536;
 constexpr std::size_t largestBody = 262128;
 constexpr std::size_t noiseOffsets = 4096;
 
@@ -34,7 +34,7 @@ std::uint64_t Mix(std::uint64_t number)
 std::size_t SizeOf(std::uint64_t chance)
 {
     const std::uint64_t percent = chance % 100;
-    const std::size_t limit = percent < 70 ? 256 : percent < 95 ? 4096 : percent < 99 ? 16 * 1024 : largestSingle;
+    const std::size_t limit = percent < 70 ? 256 : percent < 95 ? 4096 : percent < 99 ? 16384 : largestSingle;
     return smallestBody + chance / 100 % (limit - smallestBody + 1);
 }
 

@@ -293,3 +293,16 @@ TEST(Table, InsertStoresANumberAsTheAlternativeOfItsOwnType)
     }
     EXPECT_THAT(alternatives, testing::ElementsAre(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10));
 }
+
+TEST(Table, InsertTakesTheTextAtAPointer)
+{
+    std::string text = "text";
+    const char* const constant = text.c_str();
+    char* const changeable = text.data();
+    Table table;
+
+    EXPECT_TRUE(table.Insert("constant", constant));
+    EXPECT_TRUE(table.Insert("changeable", changeable));
+
+    EXPECT_EQ(Describe(table), "{<changeable>=11:\"text\";<constant>=11:\"text\";}");
+}

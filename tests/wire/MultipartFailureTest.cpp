@@ -144,3 +144,21 @@ TEST(MultipartFailure, CallsTheCallbackOnceForEachPartThatComesBack)
     EXPECT_THAT(outbox.returned,
                 testing::ElementsAre(Outbox::Returned{"89", "", "k", 312}, Outbox::Returned{"0123", "", "k", 312}));
 }
+
+TEST(MultipartFailure, EndsTheSeriesWhenTheNotifierDestroysAChannelThatIsNotShared)
+{
+    ScriptedBroker broker(OnDroppedChannel([](Dialogue&) {}));
+    int told = 0;
+    std::unique_ptr<Amqp::Channel> channel;
+    channel = std::make_unique<Amqp::Channel>(Connect(broker),
+                                              [&](Amqp::ErrorCode&&)
+                                              {
+                                                  ++told;
+                                                  channel.reset();
+                                              });
+
+    channel->Publish("x", "k", Unsendable(), 4, {});
+
+    EXPECT_EQ(told, 1);
+    EXPECT_EQ(channel, nullptr);
+}

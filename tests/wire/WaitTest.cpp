@@ -182,3 +182,14 @@ TEST(Stop, FromAnotherThreadTakesEffectAtTheNextStep)
     EXPECT_EQ(result, false);
     EXPECT_EQ(client.connection->Run(1ms), std::nullopt);
 }
+
+TEST(Run, RefusesANegativeWaitAtNoCost)
+{
+    ScriptedBroker broker(OnChannel([](Dialogue&) {}));
+    const Client client(broker);
+
+    EXPECT_THAT(ErrorOf([&] { client.connection->Run(-1us); }),
+                IsError(Amqp::ErrorCode::Library, -AMQP_STATUS_INVALID_PARAMETER,
+                        amqp_error_string2(AMQP_STATUS_INVALID_PARAMETER)));
+    EXPECT_THROW(client.connection->Run(-2s), Amqp::ErrorCode);
+}
