@@ -27,11 +27,11 @@ void Connection::ConnectionImpl::UnregisterChannel(const Channel& channel)
     }
     channels.erase(number);
     MarkClosed(number, true);
-    if (fatalStatus != AMQP_STATUS_OK || !PeerListens())
+    if (!PeerListens())
     {
         return; // nobody would answer, or the answer could not be read
     }
-    NoteFailure(amqp_channel_close(State(), number, AMQP_REPLY_SUCCESS));
+    NoteFailure(number, amqp_channel_close(State(), number, AMQP_REPLY_SUCCESS));
 }
 
 Channel* Connection::ConnectionImpl::FindChannel(std::uint16_t number) const

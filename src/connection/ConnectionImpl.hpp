@@ -113,14 +113,16 @@ private:
     };
     int Write(std::uint16_t channel, const OutgoingMessage& message);
     int WriteFrameByFrame(std::uint16_t channel, const OutgoingMessage& message);
-    int WriteFrame(const amqp_frame_t& frame);
+    int WriteFrame(const amqp_frame_t& frame, std::size_t octets);
     int GiveUpPeer();
     /// Whether something small can be written without waiting for a peer that is gone.
     bool PeerListens();
 
     static void RequireSendable(std::initializer_list<std::string_view> texts);
+    /// After a failure: whether something that came before it waits to be handled.
+    bool HasReadable() const;
     void NoteFailure(int status);
-    void NoteFailure(const amqp_rpc_reply_t& reply);
+    void NoteFailure(std::uint16_t number, const amqp_rpc_reply_t& reply);
     void SayGoodbye();
 
     Channel* FindChannel(std::uint16_t number) const;
@@ -147,7 +149,7 @@ private:
     timeval consumeTimeout;
     std::uint16_t lastChannelNumber = 0;
     PeerWatch peer;
-    int fatalStatus = AMQP_STATUS_OK; // once set nothing is read any more, and every use repeats it
+    int fatalStatus = AMQP_STATUS_OK; // what ended the connection: every use repeats it
     bool stopRequested = false;       // shared with other threads: only through std::atomic_ref
     std::vector<bool> closedChannels; // by number: what the broker has closed, or has been asked to close
 };

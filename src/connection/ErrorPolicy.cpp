@@ -36,20 +36,19 @@ amqp_rpc_reply_t LibraryException(int status)
     return reply;
 }
 
-// Whether nothing may be read after it. rabbitmq-c stops in the middle of a frame that it cannot read: reading on would
-// misread what follows, and write past the end of its buffer. Of a peer that is gone it closes the socket.
-bool IsFinal(int status)
+// rabbitmq-c stops in the middle of a frame then: reading on would misread what follows, and write past the end of
+// its buffer.
+bool IsUnreadable(int status)
 {
     return status == AMQP_STATUS_BAD_AMQP_DATA || status == AMQP_STATUS_UNKNOWN_CLASS ||
-           status == AMQP_STATUS_UNKNOWN_METHOD || status == AMQP_STATUS_NO_MEMORY ||
-           status == AMQP_STATUS_HEARTBEAT_TIMEOUT;
+           status == AMQP_STATUS_UNKNOWN_METHOD || status == AMQP_STATUS_NO_MEMORY;
 }
 
 } // namespace
 
 bool Connection::ConnectionImpl::CheckReply(Channel& channel, const amqp_rpc_reply_t& reply)
 {
-    NoteFailure(reply);
+    NoteFailure(channel.Token(), reply);
     ErrorCode error = FromReply(reply);
     switch (error.category)
     {
@@ -60,7 +59,6 @@ bool Connection::ConnectionImpl::CheckReply(Channel& channel, const amqp_rpc_rep
         amqp_channel_close_ok_t closeOk{};
         amqp_send_method(State(), channel.Token(), AMQP_CHANNEL_CLOSE_OK_METHOD, &closeOk);
         channels.erase(channel.Token());
-        MarkClosed(channel.Token(), true);
         Notify(channel, std::move(error));
         return false;
     }
@@ -97,18 +95,34 @@ bool Connection::ConnectionImpl::CheckStatus(int status, Channel* channel)
 
 void Connection::ConnectionImpl::NoteFailure(int status)
 {
-    if (fatalStatus == AMQP_STATUS_OK && IsFinal(status))
+    if (fatalStatus == AMQP_STATUS_OK)
     {
         fatalStatus = status;
     }
 }
 
-void Connection::ConnectionImpl::NoteFailure(const amqp_rpc_reply_t& reply)
+void Connection::ConnectionImpl::NoteFailure(std::uint16_t number, const amqp_rpc_reply_t& reply)
 {
     if (reply.reply_type == AMQP_RESPONSE_LIBRARY_EXCEPTION)
     {
         NoteFailure(reply.library_error);
     }
+    else if (reply.reply_type == AMQP_RESPONSE_SERVER_EXCEPTION)
+    {
+        if (reply.reply.id == AMQP_CHANNEL_CLOSE_METHOD)
+        {
+            MarkClosed(number, true);
+        }
+        else
+        {
+            NoteFailure(AMQP_STATUS_CONNECTION_CLOSED);
+        }
+    }
+}
+
+bool Connection::ConnectionImpl::HasReadable() const
+{
+    return !IsUnreadable(fatalStatus) && (amqp_frames_enqueued(State()) || amqp_data_in_buffer(State()));
 }
 
 void Connection::ConnectionImpl::RequireSendable(std::initializer_list<std::string_view> texts)
@@ -121,7 +135,7 @@ void Connection::ConnectionImpl::RequireSendable(std::initializer_list<std::stri
 
 void Connection::ConnectionImpl::RequireUsable()
 {
-    if (fatalStatus != AMQP_STATUS_OK || !PeerListens())
+    if (!PeerListens())
     {
         channels.clear();
         throw FromReply(LibraryException(fatalStatus));

@@ -50,10 +50,14 @@ PeerWatch::Room PeerWatch::Look(std::size_t octets)
         {
             return Room::Enough; // rabbitmq-c will find the failure
         }
-        const milliseconds left = patience - margin - *quiet;
+        milliseconds left = patience - margin - *quiet;
         if (left <= milliseconds(0))
         {
-            return Room::Silent;
+            if (!Socket::InputIsCrowded(socket))
+            {
+                return Room::Silent;
+            }
+            left = patience; // nobody here reads: the peer's signs of life wait on its side
         }
         nextLook = Clock::now() + left;
         if (!Socket::AwaitWritable(socket, left))

@@ -39,11 +39,17 @@ void Connection::ConnectionImpl::Publish(Channel& channel, std::string_view exch
     }
 
     const auto frameMax = static_cast<std::size_t>(amqp_get_frame_max(State()));
-    int status = CheckEncodable(properties.value, frameMax - frameOverhead - contentHeaderFixed);
+    int status = IsTooLong(exchange) || IsTooLong(routingKey)
+                     ? static_cast<int>(AMQP_STATUS_BAD_AMQP_DATA)
+                     : CheckEncodable(properties.value, frameMax - frameOverhead - contentHeaderFixed);
     if (status == AMQP_STATUS_OK)
     {
         const std::string_view body = envelope.ViewBody(0, envelope.Size()); // a null body is empty, whatever its size
         status = Write(channel.Token(), {exchange, routingKey, callback ? 1 : 0, properties.value, body});
+        if (status < 0)
+        {
+            NoteFailure(status); // part of it may be written, or octets that cannot be read have come meanwhile
+        }
     }
     if (CheckStatus(status, &channel) && callback)
     {

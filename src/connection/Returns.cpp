@@ -84,18 +84,15 @@ void Connection::ConnectionImpl::HandleReturn(const amqp_basic_return_t& method,
 
 void Connection::ConnectionImpl::SkipContent(std::uint16_t number)
 {
-    const amqp_rpc_reply_t reply = ReceivedMessage(State(), number).reply;
-    NoteFailure(reply);
-    if (reply.reply_type != AMQP_RESPONSE_SERVER_EXCEPTION)
+    const ReceivedMessage skipped(State(), number);
+    if (skipped.reply.reply_type == AMQP_RESPONSE_LIBRARY_EXCEPTION &&
+        skipped.reply.library_error == AMQP_STATUS_UNEXPECTED_STATE)
     {
-        return;
+        return; // what came in place of content has been put back, and is handled next
     }
-    // A close came in its place, and would never be heard of again.
-    if (reply.reply.id == AMQP_CHANNEL_CLOSE_METHOD)
-    {
-        MarkClosed(number, true);
-    }
-    else
+    NoteFailure(number, skipped.reply);
+    if (skipped.reply.reply_type == AMQP_RESPONSE_SERVER_EXCEPTION &&
+        skipped.reply.reply.id == AMQP_CONNECTION_CLOSE_METHOD)
     {
         AnswerConnectionClose();
     }

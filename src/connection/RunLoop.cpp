@@ -36,7 +36,10 @@ std::optional<bool> Connection::ConnectionImpl::Run(timeval wait)
     {
         return false;
     }
-    CheckStatus(fatalStatus, nullptr);
+    if (fatalStatus != AMQP_STATUS_OK && !HasReadable())
+    {
+        return CheckStatus(fatalStatus, nullptr);
+    }
     if (wait.tv_sec < 0 || wait.tv_usec < 0)
     {
         throw FromStatus(AMQP_STATUS_INVALID_PARAMETER); // as rabbitmq-c would say, but at no cost to the channels
@@ -57,10 +60,7 @@ std::optional<bool> Connection::ConnectionImpl::Run(timeval wait)
     const std::uint16_t channel = std::exchange(*received, {}).channel;
     if (reply.reply_type != AMQP_RESPONSE_LIBRARY_EXCEPTION)
     {
-        if (reply.reply_type == AMQP_RESPONSE_SERVER_EXCEPTION && reply.reply.id == AMQP_CHANNEL_CLOSE_METHOD)
-        {
-            MarkClosed(channel, true); // in the middle of a delivery
-        }
+        NoteFailure(channel, reply); // a close in the middle of a delivery
         return false;
     }
     switch (reply.library_error)
@@ -68,8 +68,8 @@ std::optional<bool> Connection::ConnectionImpl::Run(timeval wait)
     case AMQP_STATUS_UNEXPECTED_STATE:
         return HandleFrame(limit);
     case AMQP_STATUS_HEARTBEAT_TIMEOUT:
-        NoteFailure(reply);
-        [[fallthrough]];
+        GiveUpPeer();
+        return {};
     case AMQP_STATUS_TIMEOUT:
         return {};
     default:
@@ -127,6 +127,7 @@ bool Connection::ConnectionImpl::HandleMethod(const amqp_frame_t& frame, Channel
     switch (frame.payload.method.id)
     {
     case AMQP_CONNECTION_CLOSE_METHOD:
+        NoteFailure(AMQP_STATUS_CONNECTION_CLOSED);
         channels.clear();
         return false;
     case AMQP_CHANNEL_CLOSE_METHOD:
@@ -148,6 +149,7 @@ void Connection::ConnectionImpl::AnswerConnectionClose()
 {
     amqp_connection_close_ok_t closeOk{};
     amqp_send_method(State(), connectionChannel, AMQP_CONNECTION_CLOSE_OK_METHOD, &closeOk);
+    NoteFailure(AMQP_STATUS_CONNECTION_CLOSED);
     channels.clear();
 }
 

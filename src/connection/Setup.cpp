@@ -63,7 +63,7 @@ void Connection::ConnectionImpl::SayGoodbye()
     {
         return; // rabbitmq-c can say nothing on a connection that never got a socket
     }
-    if (fatalStatus == AMQP_STATUS_OK && PeerListens())
+    if (PeerListens())
     {
         amqp_connection_close(State(), AMQP_REPLY_SUCCESS);
         return;
@@ -113,7 +113,7 @@ void Connection::ConnectionImpl::LogIn(const Login& login)
                                          &properties.Get(), login.method, login.user, login.password);
     if (ErrorCode error = FromReply(reply))
     {
-        NoteFailure(reply);
+        NoteFailure(0, reply);
         throw error;
     }
     peer.Start(State(), std::chrono::seconds(amqp_get_heartbeat(State())));

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdint>
 #include <limits>
 
@@ -29,25 +30,55 @@ std::optional<std::chrono::milliseconds> SinceReceived([[maybe_unused]] int sock
     return {};
 }
 
-std::optional<std::size_t> Room([[maybe_unused]] int socket)
-{
 #ifdef SO_MEMINFO
-    std::array<std::uint32_t, SK_MEMINFO_VARS> memory{};
+namespace
+{
+
+using Memory = std::array<std::uint32_t, SK_MEMINFO_VARS>;
+
+std::optional<Memory> MemoryOf(int socket)
+{
+    Memory memory{};
     socklen_t size = sizeof memory;
     if (getsockopt(socket, SOL_SOCKET, SO_MEMINFO, memory.data(), &size) == 0)
     {
-        const std::uint32_t limit = memory[SK_MEMINFO_SNDBUF];
-        return limit - std::min(limit, memory[SK_MEMINFO_WMEM_QUEUED]);
+        return memory;
+    }
+    return {};
+}
+
+} // namespace
+#endif
+
+std::optional<std::size_t> Room([[maybe_unused]] int socket)
+{
+#ifdef SO_MEMINFO
+    if (const auto memory = MemoryOf(socket))
+    {
+        const std::uint32_t limit = (*memory)[SK_MEMINFO_SNDBUF];
+        return limit - std::min(limit, (*memory)[SK_MEMINFO_WMEM_QUEUED]);
     }
 #endif
     return {};
+}
+
+bool InputIsCrowded([[maybe_unused]] int socket)
+{
+#ifdef SO_MEMINFO
+    if (const auto memory = MemoryOf(socket))
+    {
+        return (*memory)[SK_MEMINFO_RMEM_ALLOC] > (*memory)[SK_MEMINFO_RCVBUF] / 2;
+    }
+#endif
+    return false;
 }
 
 bool AwaitWritable(int socket, std::chrono::milliseconds limit)
 {
     constexpr std::chrono::milliseconds longest(std::numeric_limits<int>::max());
     pollfd waiting{socket, POLLOUT, 0};
-    return poll(&waiting, 1, static_cast<int>(std::min(limit, longest).count())) != 0;
+    const int ready = poll(&waiting, 1, static_cast<int>(std::min(limit, longest).count()));
+    return ready > 0 || (ready < 0 && errno != EINTR);
 }
 
 void WriteLimit([[maybe_unused]] int socket, [[maybe_unused]] std::chrono::milliseconds limit)

@@ -16,6 +16,10 @@ std::optional<std::chrono::milliseconds> SinceReceived(int socket);
 /// How many octets can be written at once; the kernel's own overhead is counted in, so that fewer may fit.
 std::optional<std::size_t> Room(int socket);
 
+/// Whether so much has come that nobody has read that the peer may have no room to send more: its silence means
+/// nothing.
+bool InputIsCrowded(int socket);
+
 /// Waits until a good part of the send buffer is free, or the socket has failed; false when the time is over before.
 bool AwaitWritable(int socket, std::chrono::milliseconds limit);
 

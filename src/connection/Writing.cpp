@@ -70,31 +70,35 @@ int Connection::ConnectionImpl::WriteFrameByFrame(std::uint16_t channel, const O
     frame.channel = channel;
     frame.frame_type = AMQP_FRAME_METHOD;
     frame.payload.method = {AMQP_BASIC_PUBLISH_METHOD, &publish};
-    int status = WriteFrame(frame);
+    int status = WriteFrame(frame, smallFrames);
 
     if (status == AMQP_STATUS_OK)
     {
         amqp_basic_properties_t properties = message.properties;
         frame.frame_type = AMQP_FRAME_HEADER;
         frame.payload.properties = {AMQP_BASIC_CLASS, message.body.size(), &properties, amqp_empty_bytes};
-        status = WriteFrame(frame);
+        const bool headers = (properties._flags & AMQP_BASIC_HEADERS_FLAG) != 0;
+        status = WriteFrame(frame, headers ? static_cast<std::size_t>(amqp_get_frame_max(State())) : smallFrames);
     }
 
+    // A frame that does not fit is made smaller: within one rabbitmq-c waits for the peer without looking at it.
     const auto most = static_cast<std::size_t>(amqp_get_frame_max(State())) - frameOverhead;
+    const std::size_t small = smallFrames - frameOverhead;
     frame.frame_type = AMQP_FRAME_BODY;
     for (std::string_view rest = message.body; status == AMQP_STATUS_OK && !rest.empty();)
     {
-        const std::string_view slice = rest.substr(0, most);
+        const bool fits = peer.Await(std::min(most, rest.size()) + frameOverhead) == PeerWatch::Room::Enough;
+        const std::string_view slice = rest.substr(0, fits ? most : small);
         frame.payload.body_fragment = ToBytes(slice);
-        status = WriteFrame(frame);
+        status = fits ? amqp_send_frame(State(), &frame) : WriteFrame(frame, smallFrames);
         rest.remove_prefix(slice.size());
     }
     return status;
 }
 
-int Connection::ConnectionImpl::WriteFrame(const amqp_frame_t& frame)
+int Connection::ConnectionImpl::WriteFrame(const amqp_frame_t& frame, std::size_t octets)
 {
-    switch (peer.Await(static_cast<std::size_t>(amqp_get_frame_max(State()))))
+    switch (peer.Await(octets))
     {
     case PeerWatch::Room::Enough:
         return amqp_send_frame(State(), &frame);
@@ -116,7 +120,7 @@ int Connection::ConnectionImpl::GiveUpPeer()
 
 bool Connection::ConnectionImpl::PeerListens()
 {
-    if (peer.Await(smallFrames) == PeerWatch::Room::Silent)
+    if (fatalStatus == AMQP_STATUS_OK && peer.Await(smallFrames) == PeerWatch::Room::Silent)
     {
         GiveUpPeer();
     }

@@ -119,7 +119,7 @@ Expected ForcedOnOwnChannel(const Operation& operation, std::size_t piece)
     }
     else
     {
-        Follow(expected, "run false", awaiting == Awaiting::Event ? connectionOnly : channelAndConnection);
+        Follow(expected, "run false", connectionOnly);
     }
     return expected;
 }

@@ -56,6 +56,7 @@ struct Operation
     std::string begun{};   // what the application has seen before the answer comes
     std::string refused{}; // what it sees after its channel was told that the broker refuses
     std::string goodbye = "1:channel.close 0:connection.close";
+    std::string vainGoodbye = "1:channel.close 0:connection.close"; // of two channels the first finds out for both
     int frameMax = 131072;
     // Of the messages it publishes, how many at most the channel is told of when the peer has closed, or reset,
     // before.

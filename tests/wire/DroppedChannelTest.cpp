@@ -61,3 +61,19 @@ TEST(DroppedChannel, IsOneThatIsClosedInTheMiddleOfADelivery)
     client.channel->Unsubscribe("1/1");
     EXPECT_EQ(client.connection->Run(200ms), std::nullopt);
 }
+
+TEST(DroppedChannel, IsClosedBySayingSoInPlaceOfContent)
+{
+    ScriptedBroker broker(OnDroppedChannel(
+        [](Dialogue& peer)
+        {
+            peer.Send(1, BasicReturn{});
+            peer.Send(1, ChannelClose{.replyCode = 404, .replyText = "NOT_FOUND"});
+        }));
+    const Client client(broker);
+    client.channel->Publish("", tooLong, "cannot be sent", 0, {});
+
+    EXPECT_EQ(client.connection->Run(), true);
+
+    EXPECT_THAT(ErrorOf([&] { client.channel->PurgeQueue("q"); }), IsClosed());
+}

@@ -193,3 +193,63 @@ TEST(BusyPeer, WhoseHeartbeatsWereNotReadYetIsAlive)
 
     EXPECT_TRUE(client.noted.errors.empty());
 }
+
+// What it sends cannot arrive: nobody has read what came before.
+TEST(BusyPeer, ThatHasNoRoomToSendIsAlive)
+{
+    constexpr int many = 32;
+    const std::string body(1 << 20, 'd');
+    ScriptedBroker broker(WithHeartbeats(
+        [&](Dialogue& peer)
+        {
+            AcceptConsumer(peer);
+            for (std::uint64_t tag = 1; tag <= many; ++tag)
+            {
+                peer.Deliver(1, {.consumerTag = "1/1", .deliveryTag = tag}, {}, body);
+            }
+            peer.ExpectPublish(1, {.routingKey = "q"}, PlainProperties(), "body");
+            peer.Abandon();
+        }));
+    broker.Deadline(20s);
+    const HeartbeatClient client(broker);
+    client.channel->Subscribe("q", Ignore, Amqp::None, false, false);
+    std::this_thread::sleep_for(later + 400ms);
+
+    client.channel->Publish("", "q", "body", 0, {});
+
+    EXPECT_TRUE(client.noted.errors.empty());
+    for (int i = 0; i < many; ++i)
+    {
+        EXPECT_EQ(client.connection->Run(), true);
+    }
+}
+
+// A frame that is larger than the socket's buffer is made smaller.
+TEST(BusyPeer, ThatReadsNothingIsWaitedForWithAFrameLargerThanTheSocket)
+{
+    constexpr int frameMax = 32 << 20;
+    const std::string body(24 << 20, 'b');
+    ScriptedBroker broker(
+        [&](Dialogue& peer)
+        {
+            peer.Login({.frameMax = frameMax, .heartbeat = 1});
+            peer.OpenChannel(1);
+            SendHeartbeatsFor(peer, later + 400ms);
+            std::string received;
+            while (received.size() < body.size())
+            {
+                const Frame frame = peer.ReadFrame();
+                received += frame.type == bodyFrame ? frame.payload : "";
+            }
+            EXPECT_TRUE(received == body);
+            peer.Abandon();
+        });
+    broker.Deadline(20s);
+    const auto connection = LogIn(broker, {.heartbeat = 1s, .frameMax = frameMax});
+    Noted noted;
+    const auto channel = std::make_shared<Amqp::Channel>(connection, noted.Notifier());
+
+    channel->Publish("", "q", body, 0, {});
+
+    EXPECT_TRUE(noted.errors.empty());
+}
