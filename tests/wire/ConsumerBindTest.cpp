@@ -66,6 +66,22 @@ TEST(ConsumerBind, OpensAChannelForEachBinding)
     EXPECT_NO_THROW(consumer.Bind("c", Ignore, false));
 }
 
+TEST(ConsumerBind, KeepsTheChannelOfABindingThatFailedHalfWayUntilTheConsumerGoes)
+{
+    ScriptedBroker broker(WithBindings(
+        [](Dialogue& peer)
+        {
+            peer.OpenChannel(1);
+            AcceptTopicExchange(peer, 1);
+            AcceptBinding(peer, 2, "x", "x", "x"); // with no close of the first before it
+        },
+        2));
+    Consumer consumer(Connect(broker), "ex", {}, "", {});
+
+    EXPECT_THROW(consumer.Bind(std::string(256, 'k'), Ignore, false), ErrorCode);
+    EXPECT_NO_THROW(consumer.Bind("x", Ignore, false));
+}
+
 TEST(ConsumerBind, LogsBeforeItTouchesTheConnection)
 {
     Log log;

@@ -43,6 +43,24 @@ void DestroyFromAHandler()
     static_cast<void>(never.Wait());
 }
 
+void ThrowAnIntFromAHandler()
+{
+    Event never;
+    ScriptedBroker broker(
+        [](Dialogue& peer)
+        {
+            peer.Login();
+            AcceptOneBinding(peer);
+            peer.Deliver(1, {.consumerTag = "1/1"}, {}, "");
+            peer.ReadFrame();
+        });
+    Consumer consumer(Connect(broker), "ex", nullptr, "", nullptr);
+    consumer.Bind(
+        "x", [](const Amqp::Envelope&) -> Amqp::Acknowledge { throw 1; }, false);
+    consumer.MainBindingDone();
+    static_cast<void>(never.Wait());
+}
+
 class ConsumerDeathTest : public testing::Test
 {
 protected:
@@ -61,4 +79,9 @@ TEST_F(ConsumerDeathTest, AHandlerThatDestroysItsConsumerTerminatesTheProcess)
 {
     // Compilers differ in whether the deadlock error is named: it leaves a destructor.
     EXPECT_EXIT(DestroyFromAHandler(), testing::KilledBySignal(SIGABRT), "terminate called");
+}
+
+TEST_F(ConsumerDeathTest, AHandlerThatThrowsWhatIsNoExceptionTerminatesTheProcess)
+{
+    EXPECT_EXIT(ThrowAnIntFromAHandler(), testing::KilledBySignal(SIGABRT), "terminate called");
 }

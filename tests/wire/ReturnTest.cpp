@@ -2,6 +2,8 @@
 #include "Messaging.hpp"
 
 #include <stdexcept>
+#include <system_error>
+#include <typeinfo>
 
 #include "values/RabbitMq.hpp"
 
@@ -179,6 +181,34 @@ TEST(Return, LeavesTheEntryWhenTheCallbackThrows)
     EXPECT_EQ(session.client.connection->Run(), true);
 
     EXPECT_THAT(outbox.returned, testing::ElementsAre(Returned{"throw", "", "", 312}, Returned{"again", "", "", 312}));
+}
+
+// As it is with every runtime error of a frame that belongs to a channel.
+TEST(Return, WhoseCallbackThrowsARuntimeErrorOfAnyKindRaisesAPlainOneAndDropsTheChannel)
+{
+    ScriptedBroker broker(OnDroppedChannel(
+        [](Dialogue& peer)
+        {
+            ExpectNumbered(peer, 1, "1", "body");
+            peer.Return(1, {}, {.messageId = "1"}, "body");
+        }));
+    const Client client(broker);
+    const std::system_error thrown(std::make_error_code(std::errc::io_error), "of the callback");
+    client.channel->Publish("x", "k", "body", 0,
+                            [&](const Amqp::Envelope&, const Amqp::AckStatus&) { throw std::system_error(thrown); });
+
+    try
+    {
+        client.connection->Run();
+        ADD_FAILURE() << "nothing was thrown";
+    }
+    catch (const std::exception& error)
+    {
+        EXPECT_EQ(typeid(error), typeid(std::runtime_error));
+        EXPECT_STREQ(error.what(), thrown.what());
+    }
+
+    EXPECT_TRUE(client.noted.errors.empty());
 }
 
 TEST(Return, OnAnotherChannelOfTheConnectionMatchesToo)
