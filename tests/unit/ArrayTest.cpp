@@ -47,6 +47,15 @@ TEST(Array, KeepsElementsOfDifferentAlternatives)
     EXPECT_EQ(Describe(array), "[0:1;11:\"text\";8:2;12:[3:1;];13:{<key>=3:1;};]");
 }
 
+TEST(Array, OfOneArrayIsNotThatArray)
+{
+    const Array array(std::vector<FieldValue>{Array({1, 2})});
+
+    ASSERT_EQ(array.Size(), 1U);
+    EXPECT_EQ(array.Entries().front().index(), 12U);
+    EXPECT_EQ(Describe(array), "[12:[3:1;3:2;];]");
+}
+
 TEST(Array, MovesAVectorIn)
 {
     std::vector<FieldValue> elements = {1, 2};

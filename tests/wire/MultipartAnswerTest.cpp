@@ -215,6 +215,21 @@ TEST(MultipartAnswer, IsStillTheVerdictOfAHandlerThatUnsubscribesItselfWhileAnot
     EXPECT_THAT(inbox.bodies, testing::ElementsAre("leftright"));
 }
 
+TEST(MultipartAnswer, IsANackAndAnAckForAStoredPartWhenThereIsNoHandler)
+{
+    ScriptedBroker broker(OnConsumer(
+        [](Dialogue& peer)
+        {
+            Sender sender(peer);
+            sender.DeliverNacked(Part(0));
+            peer.Expect(1, BasicAck{.deliveryTag = 1});
+        }));
+    const Client client(broker);
+    Subscribe(client, {});
+
+    EXPECT_EQ(client.connection->Run(), std::optional(true));
+}
+
 TEST(MultipartAnswer, LeavesPartsThatWaitToBeReleasedWithTheConnection)
 {
     ScriptedBroker broker(OnSender(

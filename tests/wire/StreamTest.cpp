@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdlib>
 #include <fstream>
+#include <sstream>
 #include <stdexcept>
 #include <unistd.h>
 
@@ -34,10 +35,22 @@ private:
     std::string path = testing::TempDir() + "stream-test-XXXXXX";
 };
 
+// A file that tells a size of 10 and gives no more than it holds, as those of /sys do.
+class ShortOfTenBytes : public std::stringbuf
+{
+public:
+    using std::stringbuf::stringbuf;
+
+protected:
+    pos_type seekoff(off_type offset, std::ios::seekdir origin, std::ios::openmode mode) override
+    {
+        return origin == std::ios::beg ? std::stringbuf::seekoff(offset, origin, mode) : pos_type(10);
+    }
+};
+
 // Publishes the stream, and expects its contents as one plain message.
 void ExpectOneMessage(std::ifstream& stream, std::size_t partSize, const std::string& content)
 {
-    ASSERT_TRUE(stream.is_open());
     ScriptedBroker broker(
         OnChannel([&](Dialogue& peer)
                   { peer.ExpectPublish(1, {.exchange = "x", .routingKey = "k"}, PlainProperties(), content); }));
@@ -118,6 +131,15 @@ TEST(Stream, IsSentAsAnEmptyMessageWhenTheFileIsEmpty)
     std::ifstream stream = file.Open();
 
     ExpectOneMessage(stream, 4, "");
+}
+
+TEST(Stream, IsSentWithZerosForTheBytesThatCannotBeRead)
+{
+    ShortOfTenBytes content("0123");
+    std::ifstream stream;
+    static_cast<std::ios&>(stream).rdbuf(&content);
+
+    ExpectOneMessage(stream, 0, std::string("0123\0\0\0\0\0\0", 10));
 }
 
 TEST(Stream, IsSentAsASeriesOfPersistentPlainTextWhenItIsLargerThanThePartSize)

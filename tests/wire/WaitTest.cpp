@@ -44,6 +44,11 @@ TEST(ToTimeval, KeepsWholeSecondsLessThanASecondAndZero)
     EXPECT_EQ(split(90min + 7us), std::pair(5400L, 7L));
 }
 
+TEST(ToTimeval, KeepsTheLower32BitsOfTheSeconds)
+{
+    EXPECT_EQ(Amqp::ToTimeval(std::chrono::seconds((std::int64_t{1} << 32) + 5)).tv_sec, 5);
+}
+
 TEST(Run, IsEmptyOnSilenceAfterTheGivenWaitAndNotBefore)
 {
     ScriptedBroker broker(OnChannel([](Dialogue&) {}));
