@@ -1,0 +1,144 @@
+// Connections that cannot be set up before anything is sent, a login over TLS, and channel numbers from the first to
+// the last. Stands in for functions of rabbitmq-c, so that they fail or answer as a test wants; an executable of its
+// own, since all others shall have the real ones.
+#include "LoginOptions.hpp"
+#include "Messaging.hpp"
+#include "support/EphemeralPort.hpp"
+#include "values/RabbitMq.hpp"
+
+#include <dlfcn.h>
+#include <stdexcept>
+
+namespace
+{
+
+bool noConnection = false;
+bool noTcpSocket = false;
+bool noTlsSocket = false;
+bool tcpForTls = false;         // no broker's certificate is trusted, so TLS itself never comes to a login
+bool opensAtOnce = false;       // a channel is opened, and nothing sent
+std::uint16_t openedAtOnce = 0; // the last one
+
+template <typename Function>
+Function* Real(const char* name)
+{
+    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+// True as long as it lives.
+class During
+{
+public:
+    explicit During(bool& condition) : flag(condition) { flag = true; }
+    During(const During&) = delete;
+    During& operator=(const During&) = delete;
+    ~During() { flag = false; }
+
+private:
+    bool& flag;
+};
+
+std::shared_ptr<Amqp::Connection> LogInOverTls(std::uint16_t port, std::string_view identity = "identity",
+                                               std::string_view virtualHost = "/")
+{
+    return std::make_shared<Amqp::Connection>("127.0.0.1", port, identity, virtualHost, Amqp::Table{}, consumeWait, 0s,
+                                              131072);
+}
+
+// Connects in both ways to a port on which nobody listens.
+void ExpectBothRefused(const std::string& tcpText, const std::string& tlsText)
+{
+    EXPECT_THAT([] { Amqp::Connection("127.0.0.1", UnusedPort(), "guest", "guest", "/", {}, consumeWait, 0s, 131072); },
+                testing::ThrowsMessage<std::runtime_error>(tcpText));
+    EXPECT_THAT([] { LogInOverTls(UnusedPort()); }, testing::ThrowsMessage<std::runtime_error>(tlsText));
+}
+
+} // namespace
+
+amqp_connection_state_t AMQP_CALL amqp_new_connection()
+{
+    return noConnection ? nullptr : Real<decltype(amqp_new_connection)>("amqp_new_connection")();
+}
+
+amqp_socket_t* AMQP_CALL amqp_tcp_socket_new(amqp_connection_state_t state)
+{
+    return noTcpSocket ? nullptr : Real<decltype(amqp_tcp_socket_new)>("amqp_tcp_socket_new")(state);
+}
+
+amqp_socket_t* AMQP_CALL amqp_ssl_socket_new(amqp_connection_state_t state)
+{
+    if (tcpForTls)
+    {
+        return amqp_tcp_socket_new(state);
+    }
+    return noTlsSocket ? nullptr : Real<decltype(amqp_ssl_socket_new)>("amqp_ssl_socket_new")(state);
+}
+
+amqp_channel_open_ok_t* AMQP_CALL amqp_channel_open(amqp_connection_state_t state, amqp_channel_t channel)
+{
+    if (!opensAtOnce)
+    {
+        return Real<decltype(amqp_channel_open)>("amqp_channel_open")(state, channel);
+    }
+    openedAtOnce = channel;
+    static amqp_channel_open_ok_t openOk{};
+    return &openOk;
+}
+
+amqp_rpc_reply_t AMQP_CALL amqp_channel_close(amqp_connection_state_t state, amqp_channel_t channel, int code)
+{
+    if (!opensAtOnce)
+    {
+        return Real<decltype(amqp_channel_close)>("amqp_channel_close")(state, channel, code);
+    }
+    amqp_rpc_reply_t reply{};
+    reply.reply_type = AMQP_RESPONSE_NORMAL;
+    return reply;
+}
+
+TEST(Setup, RaisesARuntimeErrorWhenRabbitMqCGivesNoConnection)
+{
+    const During during(noConnection);
+
+    ExpectBothRefused("Unable to instanciate new AMQP logical connection",
+                      "Unable to instanciate new AMQP logical connection");
+}
+
+TEST(Setup, RaisesARuntimeErrorWhenRabbitMqCGivesNoTcpSocket)
+{
+    const During during(noTcpSocket);
+
+    ExpectBothRefused("Unable to instanciate new AMQP TCP connection", "Unable to open a AMQP SSL TCP socket");
+}
+
+TEST(Setup, RaisesARuntimeErrorWhenRabbitMqCGivesNoTlsSocket)
+{
+    const During during(noTlsSocket);
+
+    ExpectBothRefused("Unable to open a AMQP TCP socket", "Unable to instanciate new AMQP SSL TCP connection");
+}
+
+TEST(Setup, LogsInOverTlsWithTheIdentityAndTheVirtualHost)
+{
+    ScriptedBroker broker(
+        LoginAndClose({.mechanism = "EXTERNAL", .response = "CN=orders", .virtualHost = "orders/eu"}));
+    const During during(tcpForTls);
+
+    EXPECT_NO_THROW(LogInOverTls(broker.Port(), "CN=orders", "orders/eu"));
+}
+
+// The first goes over the wire: what its reply leaves behind is what is asked for after all the others.
+TEST(Setup, NumbersChannelsUpTo65535AndThenFrom0)
+{
+    ScriptedBroker broker(OnChannel([](Dialogue&) {}));
+    const Client client(broker);
+    const During during(opensAtOnce);
+
+    for (std::uint32_t number = 2; number <= 65535; ++number)
+    {
+        ASSERT_EQ(OpenChannel(client.connection)->Token(), number);
+        ASSERT_EQ(openedAtOnce, number);
+    }
+    EXPECT_EQ(OpenChannel(client.connection)->Token(), 0);
+    EXPECT_EQ(openedAtOnce, 0);
+}
