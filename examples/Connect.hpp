@@ -4,6 +4,7 @@
 
 #include <amqp/Connection.hpp>
 
+#include <charconv>
 #include <chrono>
 #include <cstdlib>
 #include <memory>
@@ -16,16 +17,28 @@ inline std::string Setting(const char* name, const char* fallback)
     return value != nullptr ? value : fallback;
 }
 
+inline unsigned short Port()
+{
+    const std::string text = Setting("AMQP_PORT", "5672");
+    const char* const end = text.data() + text.size();
+    unsigned short port = 0;
+    const auto [rest, error] = std::from_chars(text.data(), end, port);
+    if (error != std::errc() || rest != end || port == 0)
+    {
+        throw std::runtime_error("AMQP_PORT is not a number from 1 to 65535: " + text);
+    }
+    return port;
+}
+
 // The wait of one Run is short, so that whoever loops on it notices soon when there is something else to do.
 inline std::shared_ptr<Amqp::Connection> Connect(const char* program)
 {
     using namespace std::chrono_literals;
     Amqp::Table properties;
     properties.Insert("connection_name", std::string_view(program));
-    return std::make_shared<Amqp::Connection>(
-        Setting("AMQP_HOST", "127.0.0.1"), static_cast<unsigned short>(std::stoi(Setting("AMQP_PORT", "5672"))),
-        Setting("AMQP_USER", "guest"), Setting("AMQP_PASSWORD", "guest"), Setting("AMQP_VHOST", "/"), properties,
-        /*timeout*/ 200ms, /*heartbeat*/ 10s, /*frameMax*/ 131072);
+    return std::make_shared<Amqp::Connection>(Setting("AMQP_HOST", "127.0.0.1"), Port(), Setting("AMQP_USER", "guest"),
+                                              Setting("AMQP_PASSWORD", "guest"), Setting("AMQP_VHOST", "/"), properties,
+                                              /*timeout*/ 200ms, /*heartbeat*/ 10s, /*frameMax*/ 131072);
 }
 
 // Runs the connection until `ready`, which must not take longer than `limit`.
