@@ -5,6 +5,15 @@ install(TARGETS amqp EXPORT AmqpTargets)
 install(DIRECTORY include/amqp DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT AmqpTargets NAMESPACE Amqp:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Amqp)
 
+# A shared library brings what it needs; a static one leaves that to whoever links it.
+if(BUILD_SHARED_LIBS)
+    set(AMQP_IS_STATIC OFF)
+    set(AMQP_PC_REQUIRES "")
+else()
+    set(AMQP_IS_STATIC ON)
+    set(AMQP_PC_REQUIRES "\nRequires.private: librabbitmq libcrypto fmt")
+endif()
+
 configure_package_config_file(cmake/AmqpConfig.cmake.in AmqpConfig.cmake
     INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Amqp)
 write_basic_package_version_file(AmqpConfigVersion.cmake COMPATIBILITY SameMajorVersion)
