@@ -123,8 +123,9 @@ TEST(DeadConnection, IsOneWhosePublishFindsOctetsThatCannotBeRead)
                 std::this_thread::sleep_for(200ms);
                 peer.SendHeartbeat();
             }
-            peer.ExpectPublish(1, {.routingKey = "q"}, PlainProperties(), "body");
-            peer.Expect(0, ConnectionClose{});
+            while (peer.ReadFrame().channel != 0) // up to the goodbye
+            {
+            }
             peer.Abandon();
         });
     broker.Deadline(20s);
@@ -132,10 +133,11 @@ TEST(DeadConnection, IsOneWhosePublishFindsOctetsThatCannotBeRead)
     Noted noted;
     const auto channel = std::make_shared<Amqp::Channel>(connection, noted.Notifier());
 
-    std::this_thread::sleep_for(2300ms);
-    channel->Publish("", "q", "body", 0, {}); // reads
-    std::this_thread::sleep_for(2300ms);
-    channel->Publish("", "q", "body", 0, {}); // looks
+    for (int i = 0; i < 2 && noted.errors.empty(); ++i)
+    {
+        std::this_thread::sleep_for(2300ms);
+        channel->Publish("", "q", "body", 0, {});
+    }
 
     const auto isUnreadable =
         IsError(ErrorCode::Library, -AMQP_STATUS_BAD_AMQP_DATA, amqp_error_string2(AMQP_STATUS_BAD_AMQP_DATA));
