@@ -1,6 +1,7 @@
 // A connection that has ended: nothing that is given to it afterwards is lost without a word.
 #include <thread>
 
+#include "Listening.hpp"
 #include "LoginOptions.hpp"
 #include "Messaging.hpp"
 #include "values/RabbitMq.hpp"
@@ -110,8 +111,9 @@ TEST(DeadConnection, IsOneThatIsClosedInPlaceOfAnAnswerToAChannelsGoodbye)
 // intervals after the last look.
 TEST(DeadConnection, IsOneWhosePublishFindsOctetsThatCannotBeRead)
 {
+    Event sent;
     ScriptedBroker broker(
-        [](Dialogue& peer)
+        [&](Dialogue& peer)
         {
             peer.Login({.heartbeat = 1});
             peer.OpenChannel(1);
@@ -123,6 +125,7 @@ TEST(DeadConnection, IsOneWhosePublishFindsOctetsThatCannotBeRead)
                 std::this_thread::sleep_for(200ms);
                 peer.SendHeartbeat();
             }
+            sent.Set();
             while (peer.ReadFrame().channel != 0) // up to the goodbye
             {
             }
@@ -143,4 +146,5 @@ TEST(DeadConnection, IsOneWhosePublishFindsOctetsThatCannotBeRead)
         IsError(ErrorCode::Library, -AMQP_STATUS_BAD_AMQP_DATA, amqp_error_string2(AMQP_STATUS_BAD_AMQP_DATA));
     EXPECT_THAT(noted.errors, testing::ElementsAre(isUnreadable));
     EXPECT_THAT(ErrorOf([&] { connection->Run(); }), isUnreadable);
+    EXPECT_TRUE(sent.Wait());
 }
