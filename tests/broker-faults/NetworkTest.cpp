@@ -207,7 +207,7 @@ TEST_F(BrokerNetwork, PausedForAWhileLosesNothing)
     EXPECT_GT(publisher.Published(), before);
     proxy->Resume(Wire::Proxy::ToServer);
     proxy->Resume(Wire::Proxy::ToClient);
-    EXPECT_TRUE(RunUntil(*connection, inbox.Has(2 * messages)));
+    EXPECT_TRUE(RunUntil(*connection, inbox.Has(std::size_t{2} * messages)));
     publisher.Stop();
     ASSERT_TRUE(publisher.AwaitEnd());
 
