@@ -95,7 +95,8 @@ bool Connection::ConnectionImpl::CheckStatus(int status, Channel* channel)
 
 void Connection::ConnectionImpl::NoteFailure(int status)
 {
-    if (fatalStatus == AMQP_STATUS_OK)
+    // The first one counts; but what cannot be read may come after something that only ended the connection.
+    if (fatalStatus == AMQP_STATUS_OK || (IsUnreadable(status) && !IsUnreadable(fatalStatus)))
     {
         fatalStatus = status;
     }

@@ -171,5 +171,27 @@ TEST_P(Unreadable, DuringTheLoginIsThrown)
     EXPECT_THAT(ErrorOf([&] { Connect(broker); }), IsRepeated());
 }
 
+// What ended the connection first does not hide that nothing may be read any more.
+TEST_P(Unreadable, BehindAConnectionCloseIsNotReadOn)
+{
+    ScriptedBroker broker(
+        [&](Dialogue& peer)
+        {
+            peer.Login();
+            peer.OpenChannel(1);
+            const Frame close{methodFrame, 1, Encode(ConnectionClose{.replyCode = 320, .replyText = "forced"})};
+            const std::string good = FrameBytes({methodFrame, 1, Encode(ChannelFlow{})});
+            peer.SendBytes(FrameBytes(close) + GetParam().octets + good + good);
+            ExpectOneSidedGoodbye(peer);
+        });
+    const Client client(broker);
+    EXPECT_EQ(client.connection->Run(), false);
+
+    EXPECT_THAT(ErrorOf([&] { client.connection->Run(); }), IsThrownByRun());
+
+    EXPECT_THAT(ErrorOf([&] { client.channel->PurgeQueue("q"); }), IsRepeated());
+    EXPECT_THAT(ErrorOf([&] { client.connection->Run(); }), IsThrownByRun());
+}
+
 INSTANTIATE_TEST_SUITE_P(Each, Unreadable, testing::ValuesIn(EachKind()),
                          [](const auto& test) { return test.param.name; });
