@@ -17,6 +17,7 @@
 #include <amqp/Table.hpp>
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <map>
@@ -153,6 +154,9 @@ private:
     bool stopRequested = false;       // shared with other threads: only through std::atomic_ref
     std::vector<bool> closedChannels; // by number: what the broker has closed, or has been asked to close
 };
+
+/// What a frame puts around its payload: type, channel, size and end octet.
+inline constexpr std::size_t frameOverhead = 8;
 
 /// Whole seconds and the rest, as rabbitmq-c takes a wait.
 timeval ToTimeval(std::chrono::microseconds duration);

@@ -13,9 +13,7 @@ namespace Amqp
 namespace
 {
 
-// What a frame and a content header put around the properties: type, channel, size and end octet of the frame;
-// class, weight and body size of the header.
-constexpr std::size_t frameOverhead = 8;
+// What a content header has before the properties: class, weight and body size.
 constexpr std::size_t contentHeaderFixed = 12;
 
 } // namespace

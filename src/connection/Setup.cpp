@@ -68,7 +68,7 @@ void Connection::ConnectionImpl::SayGoodbye()
         amqp_connection_close(State(), AMQP_REPLY_SUCCESS);
         return;
     }
-    // The broker's answer could not be read: it is told if it listens.
+    // No answer can be waited for on a connection that has ended: the broker is told if it can be without waiting.
     const int socket = amqp_get_sockfd(State());
     if (fatalStatus == AMQP_STATUS_HEARTBEAT_TIMEOUT || !Socket::AwaitWritable(socket, std::chrono::milliseconds(0)))
     {

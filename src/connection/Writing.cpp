@@ -13,8 +13,6 @@ namespace Amqp
 namespace
 {
 
-constexpr std::size_t frameOverhead = 8; // type, channel, size and end octet
-
 // The method, and the properties but for headers: some texts of up to 255 bytes.
 constexpr std::size_t smallFrames = 4096;
 

@@ -16,18 +16,20 @@ void ListenTwice()
     consumer.MainBindingDone();
 }
 
+// One binding and one delivery, and then nothing until the client has gone.
+void DeliverOnce(Dialogue& peer)
+{
+    peer.Login();
+    AcceptOneBinding(peer);
+    DeliverToTheFirst(peer, "");
+    peer.ReadFrame();
+}
+
 void DestroyFromAHandler()
 {
     Event started; // until then the thread is not the consumer's to join
     Event never;
-    ScriptedBroker broker(
-        [](Dialogue& peer)
-        {
-            peer.Login();
-            AcceptOneBinding(peer);
-            peer.Deliver(1, {.consumerTag = "1/1"}, {}, "");
-            peer.ReadFrame();
-        });
+    ScriptedBroker broker(&DeliverOnce);
     auto consumer = std::make_unique<Consumer>(Connect(broker), "ex", nullptr, "", nullptr);
     consumer->Bind(
         "x",
@@ -46,14 +48,7 @@ void DestroyFromAHandler()
 void ThrowAnIntFromAHandler()
 {
     Event never;
-    ScriptedBroker broker(
-        [](Dialogue& peer)
-        {
-            peer.Login();
-            AcceptOneBinding(peer);
-            peer.Deliver(1, {.consumerTag = "1/1"}, {}, "");
-            peer.ReadFrame();
-        });
+    ScriptedBroker broker(&DeliverOnce);
     Consumer consumer(Connect(broker), "ex", nullptr, "", nullptr);
     consumer.Bind(
         "x", [](const Amqp::Envelope&) -> Amqp::Acknowledge { throw 1; }, false);
