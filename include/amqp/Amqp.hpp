@@ -4,6 +4,7 @@
 #include <amqp/AckStatus.hpp>
 #include <amqp/Acknowledge.hpp>
 #include <amqp/Array.hpp>
+#include <amqp/Batch.hpp>
 #include <amqp/Channel.hpp>
 #include <amqp/Connection.hpp>
 #include <amqp/Consumer.hpp>

@@ -188,6 +188,7 @@ public:
 
 private:
     friend class Amqp::Connection;
+    friend class Batch;
 
     AMQP_LOCAL void Token(unsigned short number);
     AMQP_LOCAL std::string GenerateTag();

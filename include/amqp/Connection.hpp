@@ -123,6 +123,7 @@ public:
 
 private:
     friend class Channel;
+    friend class Batch;
     class ConnectionImpl;
 
     AMQP_LOCAL void RegisterChannel(Channel& channel);
@@ -152,6 +153,8 @@ private:
     AMQP_LOCAL void Subscribe(Channel& channel, std::string_view consumerTag, DeliveryHandler handler,
                               std::string_view queue, AcknowledgeMode mode, bool noLocal, bool exclusive) const;
     AMQP_LOCAL void Unsubscribe(Channel& channel, std::string_view consumerTag) const;
+    AMQP_LOCAL bool BeginBatch() const;
+    AMQP_LOCAL void EndBatch() const;
 
     std::unique_ptr<ConnectionImpl> impl;
 };

@@ -9,6 +9,7 @@ void Connection::ConnectionImpl::RegisterChannel(Channel& channel)
     RequireUsable();
     const std::uint16_t number = ++lastChannelNumber;
     amqp_maybe_release_buffers(State());
+    const Gathering::Pause pause(gathering);
     amqp_channel_open(State(), number);
     if (CheckReply(channel, amqp_get_rpc_reply(State())))
     {
@@ -31,6 +32,7 @@ void Connection::ConnectionImpl::UnregisterChannel(const Channel& channel)
     {
         return; // nobody would answer, or the answer could not be read
     }
+    const Gathering::Pause pause(gathering);
     NoteFailure(number, amqp_channel_close(State(), number, AMQP_REPLY_SUCCESS));
 }
 

@@ -2,9 +2,10 @@
 // thread at a time; only the stop flag may be set from another.
 //
 // One subject a file: Setup.cpp, ErrorPolicy.cpp, ChannelRegistry.cpp, Topology.cpp, Subscriptions.cpp,
-// Publishing.cpp, Writing.cpp, Returns.cpp, RunLoop.cpp, Dispatch.cpp, Multipart.cpp.
+// Publishing.cpp, Writing.cpp, Batch.cpp, Returns.cpp, RunLoop.cpp, Dispatch.cpp, Multipart.cpp.
 #pragma once
 
+#include "connection/Gathering.hpp"
 #include "connection/PeerWatch.hpp"
 #include "connection/ReceivedEnvelope.hpp"
 #include "connection/Subscription.hpp"
@@ -78,6 +79,7 @@ public:
         RequireSendable(texts);
         // What earlier calls brought would pile up in an application that makes many and never runs the loop.
         amqp_maybe_release_buffers(State());
+        const Gathering::Pause pause(gathering);
         const auto answer = request(State(), channel.Token());
         return CheckReply(channel, amqp_get_rpc_reply(State())) ? answer : nullptr;
     }
@@ -96,6 +98,7 @@ public:
     void Stop();
 
     amqp_connection_state_t State() const { return state.get(); }
+    Gathering& Gathered() { return gathering; }
 
 private:
     struct StateDeleter
@@ -130,6 +133,7 @@ private:
     void MarkClosed(std::uint16_t number, bool closed);
     bool IsClosed(std::uint16_t number) const;
 
+    amqp_rpc_reply_t Consume(amqp_envelope_t& delivery, const timeval* wait);
     bool HandleFrame(const timeval* wait);
     bool HandleMethod(const amqp_frame_t& frame, Channel& channel);
     void HandleChannelClose(std::uint16_t number, Channel& channel);
@@ -150,6 +154,7 @@ private:
     timeval consumeTimeout;
     std::uint16_t lastChannelNumber = 0;
     PeerWatch peer;
+    Gathering gathering;
     int fatalStatus = AMQP_STATUS_OK; // what ended the connection: every use repeats it
     bool stopRequested = false;       // shared with other threads: only through std::atomic_ref
     std::vector<bool> closedChannels; // by number: what the broker has closed, or has been asked to close

@@ -49,7 +49,7 @@ std::optional<bool> Connection::ConnectionImpl::Run(timeval wait)
 
     const ReceivedEnvelope received(new amqp_envelope_t{}, envelope_deleter_t());
     amqp_maybe_release_buffers(State());
-    const amqp_rpc_reply_t reply = amqp_consume_message(State(), received.get(), limit, 0);
+    const amqp_rpc_reply_t reply = Consume(*received, limit);
     if (reply.reply_type == AMQP_RESPONSE_NORMAL)
     {
         Dispatch(received);
@@ -75,6 +75,12 @@ std::optional<bool> Connection::ConnectionImpl::Run(timeval wait)
     default:
         return CheckStatus(reply.library_error, nullptr);
     }
+}
+
+amqp_rpc_reply_t Connection::ConnectionImpl::Consume(amqp_envelope_t& delivery, const timeval* wait)
+{
+    const Gathering::Pause pause(gathering);
+    return amqp_consume_message(State(), &delivery, wait, 0);
 }
 
 // Handles the frame that amqp_consume_message put back because it begins no delivery.

@@ -95,4 +95,14 @@ void Push(int socket)
     setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
 }
 
+bool Cork([[maybe_unused]] int socket, [[maybe_unused]] bool on)
+{
+#ifdef TCP_CORK
+    const int value = on ? 1 : 0;
+    return setsockopt(socket, IPPROTO_TCP, TCP_CORK, &value, sizeof value) == 0;
+#else
+    return false;
+#endif
+}
+
 } // namespace Amqp::Socket

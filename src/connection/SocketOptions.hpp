@@ -26,7 +26,11 @@ bool AwaitWritable(int socket, std::chrono::milliseconds limit);
 /// How long octets may wait for the peer to take them before the socket fails; 0 for as long as the system lets them.
 void WriteLimit(int socket, std::chrono::milliseconds limit);
 
-/// Sends at once what the kernel holds back because more was announced.
+/// Sends at once what the kernel holds back, because more was announced or because it is corked.
 void Push(int socket);
+
+/// Lets the kernel hold back all but full segments, for at most 200 ms, or ends that and sends the rest; gives whether
+/// it does.
+bool Cork(int socket, bool on);
 
 } // namespace Amqp::Socket

@@ -38,20 +38,25 @@ int Connection::ConnectionImpl::Write(std::uint16_t channel, const OutgoingMessa
 {
     const auto frameMax = static_cast<std::size_t>(amqp_get_frame_max(State()));
     const bool headers = (message.properties._flags & AMQP_BASIC_HEADERS_FLAG) != 0;
+    int status = AMQP_STATUS_OK;
     switch (peer.Await(message.body.size() + smallFrames + (headers ? frameMax : 0)))
     {
     case PeerWatch::Room::Enough:
+        status = amqp_basic_publish(State(), channel, ToBytes(message.exchange), ToBytes(message.routingKey),
+                                    message.mandatory, /*immediate*/ 0, &message.properties, ToBytes(message.body));
         break;
     case PeerWatch::Room::Tight:
-        return WriteFrameByFrame(channel, message);
+        status = WriteFrameByFrame(channel, message);
+        break;
     case PeerWatch::Room::Silent:
         return GiveUpPeer();
     }
-    const int status =
-        amqp_basic_publish(State(), channel, ToBytes(message.exchange), ToBytes(message.routingKey), message.mandatory,
-                           /*immediate*/ 0, &message.properties, ToBytes(message.body));
+    if (gathering.IsOn())
+    {
+        gathering.Wrote(message.body.size());
+    }
     // rabbitmq-c announces more after each full frame, even after the last one, and the kernel would wait for it.
-    if (!message.body.empty() && message.body.size() % (frameMax - frameOverhead) == 0)
+    else if (!message.body.empty() && message.body.size() % (frameMax - frameOverhead) == 0)
     {
         Socket::Push(amqp_get_sockfd(State()));
     }

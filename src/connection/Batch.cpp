@@ -1,0 +1,30 @@
+#include <amqp/Batch.hpp>
+
+#include "connection/ConnectionImpl.hpp"
+
+namespace Amqp
+{
+
+Batch::Batch(Channel& channel) : connection(channel.Hold()), gathers(connection->BeginBatch()) {}
+
+Batch::~Batch()
+{
+    connection->EndBatch();
+}
+
+bool Batch::Gathers() const
+{
+    return gathers;
+}
+
+bool Connection::BeginBatch() const
+{
+    return impl->Gathered().Begin();
+}
+
+void Connection::EndBatch() const
+{
+    impl->Gathered().End();
+}
+
+} // namespace Amqp
