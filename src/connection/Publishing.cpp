@@ -51,7 +51,7 @@ void Connection::ConnectionImpl::Publish(Channel& channel, std::string_view exch
     }
     if (CheckStatus(status, &channel) && callback)
     {
-        pendingReturns.try_emplace(publishSequence, std::move(callback));
+        pendingReturns.emplace_hint(pendingReturns.end(), publishSequence, std::move(callback));
     }
 }
 

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 namespace Amqp
@@ -96,8 +98,11 @@ void FieldDecoder::Decode(const amqp_table_t& table, Table& into)
         {
             continue;
         }
-        const auto [place, added] = into.entries.try_emplace(std::string(ToView(entry.key)));
-        if (added)
+        // Most come in order, and then no search is needed.
+        const std::size_t before = into.entries.size();
+        const auto place = into.entries.emplace_hint(into.entries.end(), std::piecewise_construct,
+                                                     std::forward_as_tuple(ToView(entry.key)), std::tuple());
+        if (into.entries.size() != before)
         {
             Decode(entry.value, place->second);
         }

@@ -3,6 +3,7 @@
 
 #include "values/Bytes.hpp"
 
+#include <algorithm>
 #include <cstdlib>
 #include <new>
 #include <utility>
@@ -13,11 +14,10 @@ namespace Amqp
 namespace
 {
 
-// Zero-filled, so that a block that is only partly encoded when an exception comes can be released as it is.
 template <typename Entry>
 Entry* AllocateEntries(std::size_t count)
 {
-    auto* const entries = static_cast<Entry*>(std::calloc(count, sizeof(Entry)));
+    auto* const entries = static_cast<Entry*>(std::malloc(count * sizeof(Entry)));
     if (entries == nullptr)
     {
         throw std::bad_alloc();
@@ -25,7 +25,25 @@ Entry* AllocateEntries(std::size_t count)
     return entries;
 }
 
-// Owns a value while it is being encoded.
+void ReleaseBlocks(const amqp_field_value_t& value)
+{
+    if (value.kind == AMQP_FIELD_KIND_ARRAY)
+    {
+        const amqp_array_t& array = value.value.array;
+        std::for_each_n(array.entries, array.num_entries, ReleaseBlocks);
+        std::free(array.entries);
+    }
+    else if (value.kind == AMQP_FIELD_KIND_TABLE)
+    {
+        const amqp_table_t& table = value.value.table;
+        std::for_each_n(table.entries, table.num_entries,
+                        [](const amqp_table_entry_t& entry) { ReleaseBlocks(entry.value); });
+        std::free(table.entries);
+    }
+}
+
+// Owns a value while it is being encoded. Its entries count one by one: what is there when an exception comes is
+// released.
 class Encoding
 {
 public:
@@ -46,11 +64,12 @@ amqp_field_value_t EncodeArray(const Array& array)
     encoding.value.value.array = {0, nullptr};
     if (!array.Empty())
     {
-        auto* entry = AllocateEntries<amqp_field_value_t>(array.Entries().size());
-        encoding.value.value.array = {static_cast<int>(array.Size()), entry};
+        amqp_array_t& encoded = encoding.value.value.array;
+        encoded.entries = AllocateEntries<amqp_field_value_t>(array.Entries().size());
         for (const FieldValue& element : array.Entries())
         {
-            *entry++ = EncodeFieldValue(element);
+            encoded.entries[encoded.num_entries] = EncodeFieldValue(element);
+            ++encoded.num_entries;
         }
     }
     return encoding.Finish();
@@ -65,14 +84,13 @@ amqp_field_value_t EncodeTable(const Table& table)
     encoding.value.value.table = {0, nullptr};
     if (!table.Empty())
     {
-        auto* entry = AllocateEntries<amqp_table_entry_t>(table.Entries().size());
+        amqp_table_t& encoded = encoding.value.value.table;
+        encoded.entries = AllocateEntries<amqp_table_entry_t>(table.Entries().size());
         encoding.value.kind = AMQP_FIELD_KIND_TABLE;
-        encoding.value.value.table = {static_cast<int>(table.Size()), entry};
         for (const auto& [key, value] : table.Entries())
         {
-            entry->key = ToBytes(key);
-            entry->value = EncodeFieldValue(value);
-            ++entry;
+            encoded.entries[encoded.num_entries] = {ToBytes(key), EncodeFieldValue(value)};
+            ++encoded.num_entries;
         }
     }
     return encoding.Finish();
@@ -145,24 +163,7 @@ amqp_field_value_t EncodeFieldValue(const FieldValue& value)
 
 void ReleaseFieldValue(amqp_field_value_t& value)
 {
-    if (value.kind == AMQP_FIELD_KIND_ARRAY)
-    {
-        const amqp_array_t& array = value.value.array;
-        for (int i = 0; i < array.num_entries; ++i)
-        {
-            ReleaseFieldValue(array.entries[i]);
-        }
-        std::free(array.entries);
-    }
-    else if (value.kind == AMQP_FIELD_KIND_TABLE)
-    {
-        const amqp_table_t& table = value.value.table;
-        for (int i = 0; i < table.num_entries; ++i)
-        {
-            ReleaseFieldValue(table.entries[i].value);
-        }
-        std::free(table.entries);
-    }
+    ReleaseBlocks(value);
     value = {};
 }
 
