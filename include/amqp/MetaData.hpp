@@ -111,9 +111,31 @@ public:
     [[nodiscard]] std::uint32_t Flags() const;
 
 private:
+    friend class PropertiesDecoder;
+
+    /// Those of a delivery are decoded only when somebody asks for them. Copies are always decoded.
+    class LazyTable
+    {
+    public:
+        LazyTable() = default;
+        AMQP_LOCAL LazyTable(const LazyTable& other);
+        ~LazyTable() = default;
+        AMQP_LOCAL LazyTable& operator=(const LazyTable& other);
+
+        AMQP_LOCAL Table& Get() const;
+        /// What is to be decoded is borrowed until then.
+        AMQP_LOCAL void Decode(const void* table);
+
+    private:
+        AMQP_LOCAL void DecodeNow() const;
+
+        mutable Table decoded;
+        mutable const void* encoded = nullptr; // rabbitmq-c's form
+    };
+
     AMQP_LOCAL void SetText(std::string& property, std::string_view value, std::uint32_t flag);
 
-    Table headers;
+    LazyTable headers;
     std::string contentType;
     std::string contentEncoding;
     std::string correlationId;

@@ -1,6 +1,7 @@
 #include "connection/ReassemblyBuffer.hpp"
 
 #include "connection/PartHeader.hpp"
+#include "values/Bytes.hpp"
 
 #include <algorithm>
 #include <new>
@@ -24,6 +25,15 @@ const std::uint64_t* FindNumber(const Envelope& envelope, const char* name)
     return std::get_if<std::uint64_t>(FindHeader(envelope, name));
 }
 
+// Looks at what was read: an ordinary message needs no decoded headers.
+bool MayBePart(const amqp_basic_properties_t& properties)
+{
+    const auto isFlag = [](const amqp_table_entry_t& entry) { return ToView(entry.key) == PartHeader::flag; };
+    const amqp_table_t& headers = properties.headers;
+    return (properties._flags & AMQP_BASIC_HEADERS_FLAG) != 0 &&
+           std::any_of(headers.entries, headers.entries + headers.num_entries, isFlag);
+}
+
 bool IsFlagged(const Envelope& envelope)
 {
     const bool* const flag = std::get_if<bool>(FindHeader(envelope, PartHeader::flag));
@@ -34,6 +44,10 @@ bool IsFlagged(const Envelope& envelope)
 
 ReassemblyBuffer::Result ReassemblyBuffer::Take(const ReceivedEnvelope& received, const Envelope& envelope)
 {
+    if (!MayBePart(received->message.properties))
+    {
+        return Result::Ordinary;
+    }
     const FieldValue* const hash = IsFlagged(envelope) ? FindHeader(envelope, PartHeader::hash) : nullptr;
     if (hash == nullptr)
     {

@@ -1,8 +1,11 @@
 #include <amqp/MetaData.hpp>
 
+#include "values/FieldCodec.hpp"
 #include "values/RabbitMq.hpp"
 
 #include <algorithm>
+#include <atomic>
+#include <thread>
 
 namespace Amqp
 {
@@ -169,19 +172,20 @@ void MetaData::TimeStamp(std::uint64_t value)
 
 Table& MetaData::Headers()
 {
-    return headers;
+    return headers.Get();
 }
 
 const Table& MetaData::Headers() const
 {
-    return headers;
+    return headers.Get();
 }
 
 void MetaData::Headers(const Table& value)
 {
-    if (&value != &headers)
+    Table& stored = headers.Get();
+    if (&value != &stored)
     {
-        headers = value;
+        stored = value;
     }
     flags |= AMQP_BASIC_HEADERS_FLAG;
 }
@@ -190,6 +194,59 @@ void MetaData::Headers(Table&& value)
 {
     const Table& unmoved = value;
     Headers(unmoved);
+}
+
+MetaData::LazyTable::LazyTable(const LazyTable& other) : decoded(other.Get()) {}
+
+MetaData::LazyTable& MetaData::LazyTable::operator=(const LazyTable& other)
+{
+    Get() = other.Get();
+    return *this;
+}
+
+Table& MetaData::LazyTable::Get() const
+{
+    if (std::atomic_ref(encoded).load(std::memory_order_acquire) != nullptr)
+    {
+        DecodeNow();
+    }
+    return decoded;
+}
+
+void MetaData::LazyTable::Decode(const void* table)
+{
+    decoded = Table();
+    encoded = table;
+}
+
+// Several threads may read a message: the first one that asks decodes, the others wait for it.
+void MetaData::LazyTable::DecodeNow() const
+{
+    static const char inProgress = 0;
+    const std::atomic_ref state(encoded);
+    const void* const table = state.exchange(&inProgress, std::memory_order_acquire);
+    if (table == &inProgress)
+    {
+        while (state.load(std::memory_order_acquire) == &inProgress)
+        {
+            std::this_thread::yield();
+        }
+        Get(); // the other one may have failed
+        return;
+    }
+    try
+    {
+        if (table != nullptr)
+        {
+            DecodeTable(*static_cast<const amqp_table_t*>(table), decoded);
+        }
+    }
+    catch (...)
+    {
+        state.store(table, std::memory_order_release);
+        throw;
+    }
+    state.store(nullptr, std::memory_order_release);
 }
 
 std::uint32_t MetaData::Flags() const

@@ -2,9 +2,6 @@
 
 #include "values/Bytes.hpp"
 
-#include <algorithm>
-#include <array>
-
 namespace Amqp
 {
 
@@ -38,35 +35,30 @@ EncodedProperties EncodeProperties(const MetaData& metaData)
 
 int CheckEncodable(const amqp_basic_properties_t& properties, std::size_t room)
 {
-    struct Text
-    {
-        amqp_flags_t flag;
-        std::size_t length;
-    };
-    const std::array texts = {Text{AMQP_BASIC_CONTENT_TYPE_FLAG, properties.content_type.len},
-                              Text{AMQP_BASIC_CONTENT_ENCODING_FLAG, properties.content_encoding.len},
-                              Text{AMQP_BASIC_CORRELATION_ID_FLAG, properties.correlation_id.len},
-                              Text{AMQP_BASIC_REPLY_TO_FLAG, properties.reply_to.len},
-                              Text{AMQP_BASIC_EXPIRATION_FLAG, properties.expiration.len},
-                              Text{AMQP_BASIC_MESSAGE_ID_FLAG, properties.message_id.len},
-                              Text{AMQP_BASIC_TYPE_FLAG, properties.type.len},
-                              Text{AMQP_BASIC_USER_ID_FLAG, properties.user_id.len},
-                              Text{AMQP_BASIC_APP_ID_FLAG, properties.app_id.len},
-                              Text{AMQP_BASIC_CLUSTER_ID_FLAG, properties.cluster_id.len}};
     constexpr std::size_t longestText = 255;
-
     std::size_t size = 2; // the flags
-    for (const Text& text : texts)
+    bool fit = true;
+    const auto add = [&](amqp_flags_t flag, const amqp_bytes_t& text)
     {
-        if ((properties._flags & text.flag) == 0)
+        if ((properties._flags & flag) != 0)
         {
-            continue;
+            size += 1 + text.len;
+            fit = fit && text.len <= longestText;
         }
-        if (text.length > longestText)
-        {
-            return AMQP_STATUS_BAD_AMQP_DATA;
-        }
-        size += 1 + text.length;
+    };
+    add(AMQP_BASIC_CONTENT_TYPE_FLAG, properties.content_type);
+    add(AMQP_BASIC_CONTENT_ENCODING_FLAG, properties.content_encoding);
+    add(AMQP_BASIC_CORRELATION_ID_FLAG, properties.correlation_id);
+    add(AMQP_BASIC_REPLY_TO_FLAG, properties.reply_to);
+    add(AMQP_BASIC_EXPIRATION_FLAG, properties.expiration);
+    add(AMQP_BASIC_MESSAGE_ID_FLAG, properties.message_id);
+    add(AMQP_BASIC_TYPE_FLAG, properties.type);
+    add(AMQP_BASIC_USER_ID_FLAG, properties.user_id);
+    add(AMQP_BASIC_APP_ID_FLAG, properties.app_id);
+    add(AMQP_BASIC_CLUSTER_ID_FLAG, properties.cluster_id);
+    if (!fit)
+    {
+        return AMQP_STATUS_BAD_AMQP_DATA;
     }
     if ((properties._flags & AMQP_BASIC_HEADERS_FLAG) == 0)
     {
@@ -84,6 +76,17 @@ int CheckEncodable(const amqp_basic_properties_t& properties, std::size_t room)
     size += (properties._flags & AMQP_BASIC_TIMESTAMP_FLAG) != 0 ? sizeof(properties.timestamp) : 0;
     return size <= room ? AMQP_STATUS_OK : AMQP_STATUS_TABLE_TOO_BIG;
 }
+
+// Lends a message the headers that rabbitmq-c has read.
+class PropertiesDecoder
+{
+public:
+    static void Lend(const amqp_table_t& headers, MetaData& metaData)
+    {
+        metaData.headers.Decode(&headers);
+        metaData.flags |= AMQP_BASIC_HEADERS_FLAG;
+    }
+};
 
 void DecodeProperties(const amqp_basic_properties_t& properties, MetaData& metaData)
 {
@@ -143,8 +146,7 @@ void DecodeProperties(const amqp_basic_properties_t& properties, MetaData& metaD
     }
     if (present(AMQP_BASIC_HEADERS_FLAG))
     {
-        metaData.Headers(Table()); // they are present, even if nothing is in them
-        DecodeTable(properties.headers, metaData.Headers());
+        PropertiesDecoder::Lend(properties.headers, metaData);
     }
 }
 

@@ -1,5 +1,5 @@
 // Message properties to and from rabbitmq-c's structure. Encoding borrows every byte of text from the MetaData,
-// which must outlive the encoded form; only headers cost an allocation. Decoding copies all.
+// which must outlive the encoded form; only headers cost an allocation. Decoding copies all but the headers.
 #pragma once
 
 #include "values/FieldCodec.hpp"
@@ -30,11 +30,12 @@ EncodedProperties EncodeProperties(const MetaData& metaData);
 /// without headers fit any frame that AMQP allows, and their room is not looked at.
 int CheckEncodable(const amqp_basic_properties_t& properties, std::size_t room);
 
-/// Sets each property that is present; leaves the others as they are.
+/// Sets each property that is present; leaves the others as they are. Headers are decoded, and copied, only when they
+/// are asked for, or when the MetaData is copied: `properties` must be there until then, or as long as the MetaData.
 void DecodeProperties(const amqp_basic_properties_t& properties, MetaData& metaData);
 
-/// A received message as its handler sees it: a view of the message's body. A message that does not say otherwise
-/// counts as persistent.
+/// A received message as its handler sees it: a view of the message's body, and of its headers as DecodeProperties
+/// says. A message that does not say otherwise counts as persistent.
 Envelope MakeReceivedEnvelope(const amqp_message_t& message);
 
 } // namespace Amqp

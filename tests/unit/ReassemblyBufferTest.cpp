@@ -30,15 +30,23 @@ struct Numbers
     std::uint64_t total;
 };
 
+Result Take(ReassemblyBuffer& buffer, const Amqp::ReceivedEnvelope& received, const Amqp::Table& headers)
+{
+    const Amqp::EncodedTable encoded(headers);
+    received->message.properties._flags = AMQP_BASIC_HEADERS_FLAG;
+    received->message.properties.headers = encoded.Get();
+    return buffer.Take(received, Amqp::MakeReceivedEnvelope(received->message));
+}
+
 Result Take(ReassemblyBuffer& buffer, const Amqp::ReceivedEnvelope& received, Numbers numbers,
             const std::string& hash = "h")
 {
-    Amqp::Envelope envelope = Amqp::MakeReceivedEnvelope(received->message);
-    envelope.Headers().Insert("x-vnd.zorat.multipart", true);
-    envelope.Headers().Insert("x-vnd.zorat.multipart.hash", hash);
-    envelope.Headers().Insert("x-vnd.zorat.multipart.index", numbers.index);
-    envelope.Headers().Insert("x-vnd.zorat.multipart.total", numbers.total);
-    return buffer.Take(received, envelope);
+    Amqp::Table headers;
+    headers.Insert("x-vnd.zorat.multipart", true);
+    headers.Insert("x-vnd.zorat.multipart.hash", hash);
+    headers.Insert("x-vnd.zorat.multipart.index", numbers.index);
+    headers.Insert("x-vnd.zorat.multipart.total", numbers.total);
+    return Take(buffer, received, headers);
 }
 
 std::string_view Body(const Amqp::ReceivedEnvelope& received)
@@ -120,10 +128,10 @@ TEST(ReassemblyBuffer, HoldsNothingWhenTheHashIsNoText)
 {
     ReassemblyBuffer buffer;
     const auto part = Delivery("a");
-    Amqp::Envelope envelope = Amqp::MakeReceivedEnvelope(part->message);
-    envelope.Headers().Insert("x-vnd.zorat.multipart", true);
-    envelope.Headers().Insert("x-vnd.zorat.multipart.hash", 1);
+    Amqp::Table headers;
+    headers.Insert("x-vnd.zorat.multipart", true);
+    headers.Insert("x-vnd.zorat.multipart.hash", 1);
 
-    EXPECT_THROW(buffer.Take(part, envelope), std::bad_variant_access);
+    EXPECT_THROW(Take(buffer, part, headers), std::bad_variant_access);
     EXPECT_EQ(part.use_count(), 1);
 }
