@@ -133,6 +133,7 @@ private:
     void MarkClosed(std::uint16_t number, bool closed);
     bool IsClosed(std::uint16_t number) const;
 
+    void ReleaseBuffers();
     amqp_rpc_reply_t Consume(amqp_envelope_t& delivery, const timeval* wait);
     bool HandleFrame(const timeval* wait);
     bool HandleMethod(const amqp_frame_t& frame, Channel& channel);
@@ -146,13 +147,16 @@ private:
     void Answer(const amqp_envelope_t& delivery, Acknowledge verdict);
 
     std::unique_ptr<amqp_connection_state_t_, StateDeleter> state;
-    std::unordered_map<std::string, std::shared_ptr<Subscription>> subscriptions;
+    Subscriptions subscriptions;
     std::map<std::uint64_t, PublishCallback> pendingReturns;
     std::unordered_map<std::uint16_t, Channel*> channels;
     Table clientProperties;
     std::uint64_t publishSequence = 0;
     timeval consumeTimeout;
+    std::uint64_t steps = 0;        // of the run loop
+    ReceivedEnvelope spareEnvelope; // what the next step reads into, if there is one
     std::uint16_t lastChannelNumber = 0;
+    std::uint16_t readChannel = 0; // on which the latest step read something
     PeerWatch peer;
     Gathering gathering;
     int fatalStatus = AMQP_STATUS_OK; // what ended the connection: every use repeats it

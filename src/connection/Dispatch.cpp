@@ -9,14 +9,14 @@ namespace Amqp
 
 void Connection::ConnectionImpl::Dispatch(const ReceivedEnvelope& received)
 {
-    const auto found = subscriptions.find(std::string(ToView(received->consumer_tag)));
+    const auto found = subscriptions.find(ToView(received->consumer_tag));
     if (found == subscriptions.end())
     {
         return;
     }
-    // Shared, since the handler may unsubscribe itself.
-    const std::shared_ptr<Subscription> subscription = found->second;
-    Deliver(*subscription, received);
+    Subscription& subscription = *found->second;
+    const Subscription::Use use(subscription); // the handler may unsubscribe itself
+    Deliver(subscription, received);
 }
 
 void Connection::ConnectionImpl::Deliver(Subscription& subscription, const ReceivedEnvelope& received)

@@ -5,6 +5,7 @@
 #include "values/RabbitMq.hpp"
 
 #include <memory>
+#include <utility>
 
 namespace Amqp
 {
@@ -22,5 +23,36 @@ struct EnvelopeDeleter
 };
 
 using ReceivedEnvelope = std::shared_ptr<amqp_envelope_t>;
+
+/// An envelope for one step of the run loop. Afterwards it is kept for the next one, emptied, unless somebody else has
+/// kept it; a step inside a step finds none and makes its own.
+class EnvelopeLoan
+{
+public:
+    explicit EnvelopeLoan(ReceivedEnvelope& place) : spare(place), lent(std::move(place))
+    {
+        if (!lent)
+        {
+            lent = ReceivedEnvelope(new amqp_envelope_t{}, EnvelopeDeleter());
+        }
+    }
+    ~EnvelopeLoan()
+    {
+        if (lent.use_count() == 1)
+        {
+            amqp_destroy_envelope(lent.get());
+            *lent = {};
+            spare = std::move(lent);
+        }
+    }
+    EnvelopeLoan(const EnvelopeLoan&) = delete;
+    EnvelopeLoan& operator=(const EnvelopeLoan&) = delete;
+
+    const ReceivedEnvelope& Envelope() const { return lent; }
+
+private:
+    ReceivedEnvelope& spare;
+    ReceivedEnvelope lent;
+};
 
 } // namespace Amqp

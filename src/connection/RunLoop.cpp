@@ -32,7 +32,8 @@ void Connection::ConnectionImpl::Stop()
 
 std::optional<bool> Connection::ConnectionImpl::Run(timeval wait)
 {
-    if (std::atomic_ref(stopRequested).exchange(false))
+    std::atomic_ref stop(stopRequested);
+    if (stop.load(std::memory_order_relaxed) && stop.exchange(false)) // an exchange in every step would cost more
     {
         return false;
     }
@@ -47,9 +48,11 @@ std::optional<bool> Connection::ConnectionImpl::Run(timeval wait)
     const bool limited = wait.tv_sec != 0 || wait.tv_usec != 0;
     const timeval* const limit = limited ? &wait : nullptr;
 
-    const ReceivedEnvelope received(new amqp_envelope_t{}, envelope_deleter_t());
-    amqp_maybe_release_buffers(State());
+    const EnvelopeLoan loan(spareEnvelope);
+    const ReceivedEnvelope& received = loan.Envelope();
+    ReleaseBuffers();
     const amqp_rpc_reply_t reply = Consume(*received, limit);
+    readChannel = received->channel;
     if (reply.reply_type == AMQP_RESPONSE_NORMAL)
     {
         Dispatch(received);
@@ -77,6 +80,21 @@ std::optional<bool> Connection::ConnectionImpl::Run(timeval wait)
     }
 }
 
+// Gives back the memory of what the step before has read. rabbitmq-c has some for each channel, and looking at all of
+// them would make a step cost more with every channel.
+void Connection::ConnectionImpl::ReleaseBuffers()
+{
+    constexpr std::uint64_t all = 256;
+    if (++steps % all == 0)
+    {
+        amqp_maybe_release_buffers(State());
+    }
+    else
+    {
+        amqp_maybe_release_buffers_on_channel(State(), readChannel);
+    }
+}
+
 amqp_rpc_reply_t Connection::ConnectionImpl::Consume(amqp_envelope_t& delivery, const timeval* wait)
 {
     const Gathering::Pause pause(gathering);
@@ -88,6 +106,7 @@ bool Connection::ConnectionImpl::HandleFrame(const timeval* wait)
 {
     amqp_frame_t frame{};
     CheckStatus(amqp_simple_wait_frame_noblock(State(), &frame, wait), nullptr);
+    readChannel = frame.channel;
     if (frame.frame_type != AMQP_FRAME_METHOD)
     {
         return false;

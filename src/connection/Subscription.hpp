@@ -1,19 +1,82 @@
-// A consumer that this connection started: its handler and the parts of large bodies that wait to be joined. Shared
-// by the connection's map and by the step that is delivering to it, so that a handler may unsubscribe itself.
+// A consumer that this connection started: its handler and the parts of large bodies that wait to be joined. Owned by
+// the connection's map; but a handler may unsubscribe itself, so that one that is in use goes when it no longer is.
+// Belongs to the connection's thread: a std::shared_ptr would count as if threads shared it, with every delivery.
 #pragma once
 
 #include "connection/ReassemblyBuffer.hpp"
 
 #include <amqp/Acknowledge.hpp>
 
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
 namespace Amqp
 {
 
-struct Subscription
+class Subscription
 {
-    DeliveryHandler handler;
-    AcknowledgeMode mode;
+public:
+    Subscription(DeliveryHandler deliveryHandler, AcknowledgeMode acknowledgeMode)
+        : handler(std::move(deliveryHandler)), mode(acknowledgeMode)
+    {
+    }
+
+    const DeliveryHandler handler;
+    const AcknowledgeMode mode;
     ReassemblyBuffer parts;
+
+    /// Keeps it alive meanwhile.
+    class Use
+    {
+    public:
+        explicit Use(Subscription& subscription) : used(subscription) { ++used.users; }
+        ~Use()
+        {
+            if (--used.users == 0 && used.forgotten)
+            {
+                delete &used;
+            }
+        }
+        Use(const Use&) = delete;
+        Use& operator=(const Use&) = delete;
+
+    private:
+        Subscription& used;
+    };
+
+    struct Forget
+    {
+        void operator()(Subscription* subscription) const
+        {
+            subscription->forgotten = true;
+            if (subscription->users == 0)
+            {
+                delete subscription;
+            }
+        }
+    };
+
+private:
+    ~Subscription() = default;
+
+    std::size_t users = 0; // steps of the run loop, one inside the other
+    bool forgotten = false;
 };
+
+/// Finds a tag that is only viewed, without a copy.
+struct TextHash
+{
+    using is_transparent = void;
+
+    std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>()(text); }
+};
+
+/// By consumer tag.
+using Subscriptions =
+    std::unordered_map<std::string, std::unique_ptr<Subscription, Subscription::Forget>, TextHash, std::equal_to<>>;
 
 } // namespace Amqp

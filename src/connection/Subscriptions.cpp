@@ -20,8 +20,8 @@ void Connection::ConnectionImpl::Subscribe(Channel& channel, std::string_view co
              });
     if (consuming != nullptr)
     {
-        subscriptions.try_emplace(std::string(consumerTag),
-                                  std::make_shared<Subscription>(Subscription{std::move(handler), mode, {}}));
+        Subscriptions::mapped_type subscription(new Subscription(std::move(handler), mode));
+        subscriptions.try_emplace(std::string(consumerTag), std::move(subscription));
     }
 }
 
