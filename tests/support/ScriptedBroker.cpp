@@ -92,7 +92,8 @@ void ScriptedBroker::Serve(std::size_t index, Descriptor socket)
 void ScriptedBroker::Fail(std::size_t index, const std::string& text)
 {
     const std::lock_guard lock(mutex);
-    failures += (failures.empty() ? "" : "\n") + ("connection " + std::to_string(index + 1) + ": " + text);
+    failures.append(failures.empty() ? "" : "\n").append("connection ").append(std::to_string(index + 1));
+    failures.append(": ").append(text);
 }
 
 } // namespace Wire

@@ -1,0 +1,56 @@
+// What is measured. Each case makes its two sides when its turn comes, and they take everything down as they go.
+#pragma once
+
+#include "Measure.hpp"
+#include "Site.hpp"
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Bench
+{
+
+struct Sides
+{
+    Side library;
+    Side bare; // the same work on rabbitmq-c alone
+};
+
+struct Case
+{
+    std::string group;
+    std::string name;
+    std::optional<double> target; // how many times as fast as rabbitmq-c alone the library has to be
+    std::function<Sides(const Site&)> prepare;
+    std::size_t count = 0;       // what one round does; 0 to find out
+    std::size_t mostRounds = 99; // for what takes long
+    bool onBroker = true;
+};
+
+// The work that is done once, as often as is wanted.
+template <typename Once>
+Side Repeat(Once once, std::function<void()> after = {})
+{
+    return {[once = std::move(once)](std::size_t count)
+            {
+                for (std::size_t i = 0; i < count; ++i)
+                {
+                    once();
+                }
+            },
+            {},
+            std::move(after)};
+}
+
+std::vector<Case> PublishCases();
+std::vector<Case> BatchCases();
+std::vector<Case> ConsumeCases();
+std::vector<Case> NumberCases();
+std::vector<Case> MultipartCases(std::size_t bodySize);
+std::vector<Case> CallCases();
+std::vector<Case> FullFrameCases();
+
+} // namespace Bench

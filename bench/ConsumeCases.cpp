@@ -1,0 +1,154 @@
+// One delivery after the other: the peer sends as many as it is asked for, a broker those of a queue that was filled.
+#include "Cases.hpp"
+#include "Pair.hpp"
+
+#include <memory>
+
+namespace Bench
+{
+
+namespace
+{
+
+class Consuming
+{
+public:
+    Consuming(const Site& site, const Kind& kind, Amqp::AcknowledgeMode acknowledge)
+        : pair(site, kind), mode(acknowledge), filler(site.isBroker ? std::make_unique<Bare>(site) : nullptr),
+          queueOfLibrary(pair.library.channel->DeclareQueue(false, true, true)),
+          queueOfBare(pair.bare.DeclareQueue(amqp_empty_table))
+    {
+    }
+
+    // Consumers besides the first one: each on a channel of its own, or all on the first.
+    void Subscribe(std::size_t consumers, bool onOwnChannels)
+    {
+        for (std::size_t i = 0; i < consumers; ++i)
+        {
+            const bool another = onOwnChannels && i != 0;
+            if (another)
+            {
+                channels.push_back(pair.library.NewChannel());
+                pair.bare.OpenChannel(static_cast<std::uint16_t>(i + 1));
+            }
+            Amqp::Channel& channel = another ? *channels.back() : *pair.library.channel;
+            channel.Subscribe(
+                queueOfLibrary, [this](const Amqp::Envelope& message) { return Take(message); }, mode, false, false);
+            pair.bare.Subscribe(queueOfBare, mode == Amqp::Auto, static_cast<std::uint16_t>(another ? i + 1 : 1));
+        }
+    }
+
+    void FillLibrary(std::size_t count) { Fill(queueOfLibrary, count); }
+    void FillBare(std::size_t count) { Fill(queueOfBare, count); }
+
+    void ConsumeWithLibrary(std::size_t count)
+    {
+        if (!filler)
+        {
+            pair.library.channel->Publish("repeat", std::to_string(count), pair.message.ForLibrary(), 0, {});
+        }
+        for (received = 0; received < count;)
+        {
+            pair.library.connection->Run();
+        }
+    }
+
+    void ConsumeWithBare(std::size_t count)
+    {
+        if (!filler)
+        {
+            pair.bare.Publish("repeat", std::to_string(count), pair.message.ForBare(), pair.message.Body());
+        }
+        pair.bare.ConsumeAll(count, mode == Amqp::Explicit);
+    }
+
+private:
+    Amqp::Acknowledge Take(const Amqp::Envelope&)
+    {
+        ++received;
+        return Amqp::Ack;
+    }
+
+    void Fill(const std::string& queue, std::size_t count)
+    {
+        for (std::size_t i = 0; filler && i < count; ++i)
+        {
+            filler->Publish("", queue, pair.message.ForBare(), pair.message.Body());
+        }
+        if (filler)
+        {
+            filler->Sync();
+        }
+    }
+
+    Pair pair;
+    Amqp::AcknowledgeMode mode;
+    std::unique_ptr<Bare> filler; // with a broker
+    std::string queueOfLibrary;
+    std::string queueOfBare;
+    std::vector<std::shared_ptr<Amqp::Channel>> channels;
+    std::size_t received = 0;
+};
+
+Sides SidesOf(const std::shared_ptr<Consuming>& consuming)
+{
+    return {{[consuming](std::size_t count) { consuming->ConsumeWithLibrary(count); },
+             [consuming](std::size_t count) { consuming->FillLibrary(count); }},
+            {[consuming](std::size_t count) { consuming->ConsumeWithBare(count); },
+             [consuming](std::size_t count) { consuming->FillBare(count); }}};
+}
+
+Sides ConsumeOn(const Site& site, const Kind& kind, Amqp::AcknowledgeMode mode, std::size_t consumers,
+                bool onOwnChannels)
+{
+    const auto consuming = std::make_shared<Consuming>(site, kind, mode);
+    consuming->Subscribe(consumers, onOwnChannels);
+    return SidesOf(consuming);
+}
+
+std::optional<double> TargetOf(const Kind& kind)
+{
+    constexpr std::size_t large = 4096;
+    if (kind.dress == Dress::Rich)
+    {
+        return 0.7;
+    }
+    return kind.size >= large ? 0.95 : kind.size == 100 ? std::optional(0.85) : std::nullopt;
+}
+
+} // namespace
+
+std::vector<Case> ConsumeCases()
+{
+    std::vector<Case> cases;
+    for (const Kind& kind : AllKinds())
+    {
+        for (const Amqp::AcknowledgeMode mode : {Amqp::Auto, Amqp::Explicit})
+        {
+            cases.push_back({"consume", kind.Name() + (mode == Amqp::Auto ? ", Auto" : ", Explicit"), TargetOf(kind),
+                             [kind, mode](const Site& site) { return ConsumeOn(site, kind, mode, 1, false); }});
+        }
+    }
+    return cases;
+}
+
+std::vector<Case> NumberCases()
+{
+    constexpr double target = 0.85; // as with one: the cost of a message must not grow
+    constexpr Kind kind{100, Dress::Plain};
+    std::vector<Case> cases;
+    for (const std::size_t number : {1U, 100U, 10000U})
+    {
+        cases.push_back({"consumers", std::to_string(number), target, [number, kind](const Site& site) {
+                             return ConsumeOn(site, kind, Amqp::Auto, number, false);
+                         }});
+    }
+    for (const std::size_t number : {1U, 20U, 200U})
+    {
+        cases.push_back({"channels", std::to_string(number), target,
+                         [number, kind](const Site& site) { return ConsumeOn(site, kind, Amqp::Auto, number, true); }});
+    }
+    return cases;
+}
+
+} // namespace Bench

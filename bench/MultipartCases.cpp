@@ -1,0 +1,224 @@
+// Large bodies in parts. By hand: a SHA-256 and the slices, each with the headers of a part, one way; the deliveries
+// kept until the last one has come, and one copy, the other way.
+#include "Bare.hpp"
+#include "Cases.hpp"
+
+#include <openssl/evp.h>
+
+#include <array>
+#include <memory>
+
+namespace Bench
+{
+
+namespace
+{
+
+constexpr std::string_view hashOfNothing = "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855";
+
+// What every part has besides its slice of the body.
+class PartProperties
+{
+public:
+    explicit PartProperties(std::size_t total)
+    {
+        headers[0] = {Bytes("x-vnd.zorat.multipart"), {AMQP_FIELD_KIND_BOOLEAN, {}}};
+        headers[0].value.value.boolean = 1;
+        headers[1] = {Bytes("x-vnd.zorat.multipart.hash"), {AMQP_FIELD_KIND_BYTES, {}}};
+        headers[1].value.value.bytes = Bytes(hashOfNothing);
+        headers[2] = {Bytes("x-vnd.zorat.multipart.index"), {AMQP_FIELD_KIND_U64, {}}};
+        headers[3] = {Bytes("x-vnd.zorat.multipart.total"), {AMQP_FIELD_KIND_U64, {}}};
+        headers[3].value.value.u64 = total;
+    }
+
+    amqp_basic_properties_t Of(std::uint64_t index, std::string_view hash = hashOfNothing)
+    {
+        headers[1].value.value.bytes = Bytes(hash);
+        headers[2].value.value.u64 = index;
+        amqp_basic_properties_t properties{};
+        properties._flags = AMQP_BASIC_DELIVERY_MODE_FLAG | AMQP_BASIC_HEADERS_FLAG;
+        properties.delivery_mode = 2;
+        properties.headers = {static_cast<int>(headers.size()), headers.data()};
+        return properties;
+    }
+
+private:
+    std::array<amqp_table_entry_t, 4> headers{};
+};
+
+std::string Sha256(std::string_view bytes)
+{
+    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
+    unsigned size = 0;
+    EVP_Digest(bytes.data(), bytes.size(), digest.data(), &size, EVP_sha256(), nullptr);
+    std::string text;
+    for (unsigned i = 0; i < size; ++i)
+    {
+        constexpr std::string_view digits = "0123456789abcdef";
+        text += digits[digest[i] >> 4];
+        text += digits[digest[i] & 15];
+    }
+    return text;
+}
+
+struct Sending
+{
+    Sending(const Site& site, std::size_t bodySize, std::size_t size)
+        : library(site), bare(site), body(bodySize, 'b'), partSize(size), properties((bodySize + size - 1) / size)
+    {
+    }
+
+    void WithBare()
+    {
+        const std::string hash = Sha256(body);
+        std::uint64_t index = 0;
+        for (std::size_t start = 0; start < body.size(); start += partSize)
+        {
+            bare.Publish("amq.fanout", "", properties.Of(index++, hash),
+                         std::string_view(body).substr(start, partSize));
+        }
+    }
+
+    Client library;
+    Bare bare;
+    std::string body;
+    std::size_t partSize;
+    PartProperties properties;
+};
+
+Sides SendingParts(const Site& site, std::size_t bodySize, std::size_t partSize)
+{
+    const auto sending = std::make_shared<Sending>(site, bodySize, partSize);
+    const auto withLibrary = [sending]
+    { sending->library.channel->Publish("amq.fanout", "", std::string_view(sending->body), sending->partSize, {}); };
+    return {Repeat(withLibrary, [sending] { sending->library.Sync(); }),
+            Repeat([sending] { sending->WithBare(); }, [sending] { sending->bare.Sync(); })};
+}
+
+class Receiving
+{
+public:
+    Receiving(const Site& site, std::size_t bodySize, std::size_t partSize)
+        : library(site), bare(site), part(partSize, 'p'), total(bodySize / partSize), properties(total),
+          filler(site.isBroker ? std::make_unique<Bare>(site) : nullptr),
+          queueOfLibrary(library.channel->DeclareQueue(false, true, true)),
+          queueOfBare(bare.DeclareQueue(amqp_empty_table))
+    {
+        library.channel->Subscribe(
+            queueOfLibrary,
+            [this](const Amqp::Envelope& whole)
+            {
+                arrived = whole.Size();
+                return Amqp::Ack;
+            },
+            Amqp::Auto, false, false);
+        bare.Subscribe(queueOfBare, true);
+    }
+
+    void FillLibrary() { Fill(queueOfLibrary); }
+    void FillBare() { Fill(queueOfBare); }
+
+    void WithLibrary()
+    {
+        Ask(library);
+        for (arrived = 0; arrived == 0;)
+        {
+            library.connection->Run();
+        }
+        if (arrived != total * part.size())
+        {
+            throw std::runtime_error("the parts were not joined");
+        }
+    }
+
+    void WithBare()
+    {
+        if (!filler)
+        {
+            bare.Publish("series", std::to_string(total), properties.Of(0), part);
+        }
+        std::vector<amqp_envelope_t> parts(total);
+        for (amqp_envelope_t& received : parts)
+        {
+            bare.Consume(received);
+        }
+        const amqp_bytes_t whole = amqp_bytes_malloc(total * part.size());
+        auto* end = static_cast<char*>(whole.bytes);
+        for (amqp_envelope_t& received : parts)
+        {
+            const amqp_bytes_t& body = received.message.body;
+            end = std::copy_n(static_cast<const char*>(body.bytes), body.len, end);
+        }
+        for (amqp_envelope_t& received : parts)
+        {
+            amqp_destroy_envelope(&received);
+        }
+        amqp_bytes_free(whole);
+    }
+
+private:
+    void Ask(const Client& client)
+    {
+        if (filler)
+        {
+            return;
+        }
+        Amqp::Envelope first(part.size(), part.data(), Amqp::MetaData::Persistent);
+        first.Headers().Insert("x-vnd.zorat.multipart", true);
+        first.Headers().Insert("x-vnd.zorat.multipart.hash", hashOfNothing);
+        first.Headers().Insert("x-vnd.zorat.multipart.index", std::uint64_t{0});
+        first.Headers().Insert("x-vnd.zorat.multipart.total", std::uint64_t{total});
+        client.channel->Publish("series", std::to_string(total), first, 0, {});
+    }
+
+    void Fill(const std::string& queue)
+    {
+        for (std::uint64_t index = 0; filler && index < total; ++index)
+        {
+            filler->Publish("", queue, properties.Of(index), part);
+        }
+        if (filler)
+        {
+            filler->Sync();
+        }
+    }
+
+    Client library;
+    Bare bare;
+    std::string part;
+    std::size_t total;
+    PartProperties properties;
+    std::unique_ptr<Bare> filler; // with a broker
+    std::string queueOfLibrary;
+    std::string queueOfBare;
+    std::uint64_t arrived = 0;
+};
+
+Sides ReceivingParts(const Site& site, std::size_t bodySize, std::size_t partSize)
+{
+    const auto receiving = std::make_shared<Receiving>(site, bodySize, partSize);
+    return {{[receiving](std::size_t) { receiving->WithLibrary(); },
+             [receiving](std::size_t) { receiving->FillLibrary(); }},
+            {[receiving](std::size_t) { receiving->WithBare(); }, [receiving](std::size_t) { receiving->FillBare(); }}};
+}
+
+} // namespace
+
+std::vector<Case> MultipartCases(std::size_t bodySize)
+{
+    constexpr std::size_t kibi = 1024;
+    constexpr std::size_t rounds = 5;
+    std::vector<Case> cases;
+    for (const std::size_t partSize : {64 * kibi, kibi * kibi, 16 * kibi * kibi})
+    {
+        const std::string parts =
+            std::to_string(bodySize / kibi / kibi) + " MiB in parts of " + std::to_string(partSize / kibi) + " KiB, ";
+        cases.push_back({"multipart", parts + "send", 0.9,
+                         [=](const Site& site) { return SendingParts(site, bodySize, partSize); }, 1, rounds});
+        cases.push_back({"multipart", parts + "receive", 0.8,
+                         [=](const Site& site) { return ReceivingParts(site, bodySize, partSize); }, 1, rounds});
+    }
+    return cases;
+}
+
+} // namespace Bench

@@ -1,0 +1,25 @@
+// What the program is told on its command line. Plain values.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace Bench
+{
+
+struct Options
+{
+    bool quick = false;
+    bool withBroker = true;
+    std::string only; // cases whose group and name contain this
+    std::size_t count =
+        0; // what one round does of the cases that find that out otherwise, and one round only: for profilers
+    std::string output; // a file for the figures
+    std::string serve;  // the address on which to be the peer, for another such program
+    std::string peer;   // ADDRESS:PORT of such a peer
+};
+
+// Throws std::runtime_error for what it does not know.
+Options ParseOptions(int count, char** arguments);
+
+} // namespace Bench

@@ -1,0 +1,119 @@
+// One message after the other, to where it is dropped.
+#include "Cases.hpp"
+#include "Pair.hpp"
+
+#include <amqp/Batch.hpp>
+
+#include <map>
+#include <memory>
+
+namespace Bench
+{
+
+namespace
+{
+
+Side BarePublishing(const std::shared_ptr<Pair>& pair)
+{
+    return Repeat([pair]
+                  { pair->bare.Publish(pair->exchange, pair->key, pair->message.ForBare(), pair->message.Body()); },
+                  [pair] { pair->bare.Sync(); });
+}
+
+Sides Publishing(const Site& site, const Kind& kind)
+{
+    const auto pair = std::make_shared<Pair>(site, kind);
+    return {Repeat([pair]
+                   { pair->library.channel->Publish(pair->exchange, pair->key, pair->message.ForLibrary(), 0, {}); },
+                   [pair] { pair->library.Sync(); }),
+            BarePublishing(pair)};
+}
+
+void Ignore(const Amqp::Envelope&, const Amqp::AckStatus&) {}
+
+// By hand: a number as the message id, by which a message that is returned finds its callback.
+class Numbered
+{
+public:
+    explicit Numbered(std::shared_ptr<Pair> owner) : pair(std::move(owner)), properties(pair->message.ForBare())
+    {
+        properties._flags |= AMQP_BASIC_MESSAGE_ID_FLAG;
+    }
+
+    void Publish()
+    {
+        const std::string id = std::to_string(++sequence);
+        properties.message_id = Bytes(id);
+        pair->bare.Publish(pair->exchange, pair->key, properties, pair->message.Body(), true);
+        pending.emplace(sequence, Ignore);
+    }
+
+private:
+    std::shared_ptr<Pair> pair;
+    amqp_basic_properties_t properties;
+    std::uint64_t sequence = 0;
+    std::map<std::uint64_t, Amqp::PublishCallback> pending;
+};
+
+Sides PublishingWithCallback(const Site& site, const Kind& kind)
+{
+    const auto pair = std::make_shared<Pair>(site, kind);
+    pair->RouteSomewhere();
+    return {
+        Repeat([pair]
+               { pair->library.channel->Publish(pair->exchange, pair->key, pair->message.ForLibrary(), 0, Ignore); },
+               [pair] { pair->library.Sync(); }),
+        Repeat([numbered = std::make_shared<Numbered>(pair)] { numbered->Publish(); }, [pair] { pair->bare.Sync(); })};
+}
+
+// Against a loop without one: a batch of a hundred messages at a time.
+Sides PublishingInBatches(const Site& site, const Kind& kind)
+{
+    const auto pair = std::make_shared<Pair>(site, kind);
+    const auto publish = [pair](std::size_t count)
+    {
+        constexpr std::size_t together = 100;
+        for (std::size_t done = 0; done < count; done += together)
+        {
+            const Amqp::Batch batch(*pair->library.channel);
+            for (std::size_t i = done; i < count && i < done + together; ++i)
+            {
+                pair->library.channel->Publish(pair->exchange, pair->key, pair->message.ForLibrary(), 0, {});
+            }
+        }
+    };
+    return {{publish, {}, [pair] { pair->library.Sync(); }}, BarePublishing(pair)};
+}
+
+} // namespace
+
+std::vector<Case> PublishCases()
+{
+    constexpr double target = 0.97;
+    std::vector<Case> cases;
+    for (const Kind& kind : AllKinds())
+    {
+        cases.push_back({"publish", kind.Name(), target, [kind](const Site& site) { return Publishing(site, kind); }});
+        if (kind.dress == Dress::Plain)
+        {
+            cases.push_back({"publish", kind.Name() + ", callback", target,
+                             [kind](const Site& site) { return PublishingWithCallback(site, kind); }});
+        }
+    }
+    return cases;
+}
+
+std::vector<Case> BatchCases()
+{
+    constexpr double target = 2.5;
+    std::vector<Case> cases;
+    for (const Kind& kind : AllKinds())
+    {
+        const bool judged = kind.size == 100 && kind.dress == Dress::Plain;
+        cases.push_back({"batch", kind.Name(), judged ? std::optional(target) : std::nullopt,
+                         [kind](const Site& site) { return PublishingInBatches(site, kind); }});
+    }
+    return cases;
+}
+
+} // namespace Bench

@@ -1,0 +1,30 @@
+// The table that is printed as the cases go, and the same figures as a file for the plot. Owned by the main program.
+#pragma once
+
+#include "Cases.hpp"
+#include "Measure.hpp"
+
+#include <cstddef>
+#include <fstream>
+#include <optional>
+#include <string>
+
+namespace Bench
+{
+
+class Report
+{
+public:
+    // With an empty name no file is written.
+    explicit Report(const std::string& file);
+
+    void Add(const Case& measured, const Comparison& onPeer, const std::optional<Comparison>& onBroker);
+    void Finish() const;
+
+private:
+    std::ofstream figures;
+    std::size_t met = 0;
+    std::size_t missed = 0;
+};
+
+} // namespace Bench

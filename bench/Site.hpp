@@ -1,0 +1,43 @@
+// Where a case is measured: the peer of our own, or a real broker. Plain values.
+#pragma once
+
+#include <amqp/Amqp.hpp>
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+namespace Bench
+{
+
+struct Site
+{
+    std::string host;
+    unsigned short port;
+    std::string user;
+    std::string password;
+    std::string virtualHost;
+    bool isBroker;
+};
+
+// The one that the environment names, as scripts/broker sets it. Throws std::runtime_error when it names none.
+Site BrokerOfTheEnvironment();
+
+// How long one step of either side waits for a delivery.
+constexpr std::chrono::seconds longestWait(30);
+
+// The library's side of a case: a connection with a channel, whose errors are thrown.
+struct Client
+{
+    explicit Client(const Site& site, int frameMax = 131072);
+
+    std::shared_ptr<Amqp::Channel> NewChannel() const;
+
+    // Waits until the other side has taken everything that was written.
+    void Sync() const;
+
+    std::shared_ptr<Amqp::Connection> connection;
+    std::shared_ptr<Amqp::Channel> channel;
+};
+
+} // namespace Bench
