@@ -19,12 +19,12 @@ bool Batch::Gathers() const
 
 bool Connection::BeginBatch() const
 {
-    return impl->Gathered().Begin();
+    return impl->BeginBatch();
 }
 
 void Connection::EndBatch() const
 {
-    impl->Gathered().End();
+    impl->EndBatch();
 }
 
 } // namespace Amqp

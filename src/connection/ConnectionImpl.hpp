@@ -98,7 +98,9 @@ public:
     void Stop();
 
     amqp_connection_state_t State() const { return state.get(); }
-    Gathering& Gathered() { return gathering; }
+    /// Gives whether anything is gathered: a socket may outlive the connection that failed on it.
+    bool BeginBatch() { return gathering.Begin(fatalStatus == AMQP_STATUS_OK); }
+    void EndBatch() { gathering.End(); }
 
 private:
     struct StateDeleter

@@ -21,14 +21,14 @@ constexpr milliseconds longestGap(1);
 
 } // namespace
 
-bool Gathering::Begin()
+bool Gathering::Begin(bool usable)
 {
     if (++open == 1)
     {
         latest = Clock::now();
-        gathers = state != nullptr && Socket::Cork(amqp_get_sockfd(state), true);
+        gathers = usable && state != nullptr && Socket::Cork(amqp_get_sockfd(state), true);
     }
-    return gathers;
+    return gathers && usable;
 }
 
 void Gathering::End()

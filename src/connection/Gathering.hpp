@@ -16,8 +16,8 @@ public:
     /// Once the socket is there; without this nothing is ever gathered.
     void Start(amqp_connection_state_t connection) { state = connection; }
 
-    /// Begins to gather; gives whether the kernel does. Each Begin has its End.
-    bool Begin();
+    /// Begins to gather, on a connection that is usable; gives whether the kernel does. Each Begin has its End.
+    bool Begin(bool usable);
     void End();
 
     bool IsOn() const { return gathers; }
