@@ -1,6 +1,7 @@
 // Connections that cannot be set up before anything is sent, a login over TLS, and channel numbers from the first to
 // the last. Stands in for functions of rabbitmq-c, so that they fail or answer as a test wants; an executable of its
 // own, since all others shall have the real ones.
+#include "ClientSocket.hpp"
 #include "LoginOptions.hpp"
 #include "Messaging.hpp"
 #include "support/EphemeralPort.hpp"
@@ -125,6 +126,29 @@ TEST(Setup, LogsInOverTlsWithTheIdentityAndTheVirtualHost)
     const During during(tcpForTls);
 
     EXPECT_NO_THROW(LogInOverTls(broker.Port(), "CN=orders", "orders/eu"));
+}
+
+// A batch does nothing then, and a message goes out at once.
+TEST(Setup, GathersNothingOverTls)
+{
+    ScriptedBroker broker(
+        [](Dialogue& peer)
+        {
+            peer.Login({.mechanism = "EXTERNAL", .response = "identity"});
+            peer.OpenChannel(1);
+            peer.ExpectPublish(1, {.routingKey = "q"}, PlainProperties(), "body");
+            peer.CloseChannel(1);
+            peer.CloseConnection();
+        });
+    const During during(tcpForTls);
+    const auto channel = OpenChannel(LogInOverTls(broker.Port()));
+
+    const Amqp::Batch batch(*channel);
+    EXPECT_FALSE(batch.Gathers());
+    channel->Publish("", "q", "body", 0, {});
+
+    EXPECT_EQ(HeldBack(SocketTo(broker.Port())), 0);
+    EXPECT_FALSE(IsCorked(SocketTo(broker.Port())));
 }
 
 // The first goes over the wire: what its reply leaves behind is what is asked for after all the others.
