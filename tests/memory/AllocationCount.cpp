@@ -28,6 +28,7 @@ void* Add(void* block)
         count.live += static_cast<std::int64_t>(size);
         count.peak = std::max(count.peak, count.live);
         count.total += size;
+        ++count.blocks;
     }
     return block;
 }
