@@ -1,5 +1,7 @@
 #include "Bare.hpp"
 
+#include "Messages.hpp"
+
 #include <stdexcept>
 
 namespace Bench
@@ -61,6 +63,11 @@ void Bare::Publish(std::string_view exchange, std::string_view routingKey, const
     {
         Fail("publishing");
     }
+}
+
+void Bare::Publish(std::string_view exchange, std::string_view routingKey, const RawMessage& message)
+{
+    Publish(exchange, routingKey, message.properties, message.body);
 }
 
 std::string Bare::DeclareQueue(const amqp_table_t& arguments)

@@ -33,6 +33,8 @@ public:
     void Publish(std::string_view exchange, std::string_view routingKey, const amqp_basic_properties_t& properties,
                  std::string_view body, bool mandatory = false, std::uint16_t channel = 1);
 
+    void Publish(std::string_view exchange, std::string_view routingKey, const struct RawMessage& message);
+
     // With arguments, such as a queue's greatest length; gives its name.
     std::string DeclareQueue(const amqp_table_t& arguments);
     void Subscribe(std::string_view queue, bool noAck, std::uint16_t channel = 1);

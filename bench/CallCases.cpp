@@ -68,7 +68,7 @@ public:
 
     void WithBare()
     {
-        bare.Publish(isBroker ? "" : "repeat", isBroker ? queueOfBare : "1", message.ForBare(), message.Body());
+        bare.Publish(isBroker ? "" : "repeat", isBroker ? queueOfBare : "1", RawMessage(message));
         bare.ConsumeAll(1, false);
     }
 

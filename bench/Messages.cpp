@@ -1,7 +1,5 @@
 #include "Messages.hpp"
 
-#include <cstdint>
-
 namespace Bench
 {
 
@@ -24,11 +22,9 @@ std::vector<Kind> AllKinds()
 }
 
 Message::Message(const Kind& kind)
-    : body(kind.size, 'b'), envelope(body.size(), body.data(), Amqp::MetaData::Persistent)
+    : dress(kind.dress), body(kind.size, 'b'), envelope(body.size(), body.data(), Amqp::MetaData::Persistent)
 {
-    properties._flags = AMQP_BASIC_DELIVERY_MODE_FLAG;
-    properties.delivery_mode = 2;
-    if (kind.dress == Dress::Rich)
+    if (dress == Dress::Rich)
     {
         Enrich();
     }
@@ -36,32 +32,40 @@ Message::Message(const Kind& kind)
 
 void Message::Enrich()
 {
-    envelope.ContentType("application/json");
-    envelope.CorrelationId("4f1c2a7e");
-    envelope.ReplyTo("answers");
-    envelope.Type("order.placed");
-    envelope.TimeStamp(1700000000);
+    envelope.ContentType(contentType);
+    envelope.CorrelationId(correlation);
+    envelope.ReplyTo(replyTo);
+    envelope.Type(type);
+    envelope.TimeStamp(time);
+    envelope.Headers().Insert("attempt", attempt);
+    envelope.Headers().Insert("region", region);
+    envelope.Headers().Insert("sampled", sampled);
+    envelope.Headers().Insert("trace", trace);
+}
+
+RawMessage::RawMessage(const Message& message) : body(message.body)
+{
+    properties._flags = AMQP_BASIC_DELIVERY_MODE_FLAG;
+    properties.delivery_mode = 2;
+    if (message.dress == Dress::Plain)
+    {
+        return;
+    }
     properties._flags |= AMQP_BASIC_CONTENT_TYPE_FLAG | AMQP_BASIC_CORRELATION_ID_FLAG | AMQP_BASIC_REPLY_TO_FLAG |
                          AMQP_BASIC_TYPE_FLAG | AMQP_BASIC_TIMESTAMP_FLAG | AMQP_BASIC_HEADERS_FLAG;
-    properties.content_type = Bytes("application/json");
-    properties.correlation_id = Bytes("4f1c2a7e");
-    properties.reply_to = Bytes("answers");
-    properties.type = Bytes("order.placed");
-    properties.timestamp = 1700000000;
-
-    Amqp::Table& table = envelope.Headers();
-    table.Insert("attempt", std::uint32_t{1});
-    table.Insert("region", "europe-west");
-    table.Insert("sampled", true);
-    table.Insert("trace", "00f067aa0ba902b7");
+    properties.content_type = Bytes(message.contentType);
+    properties.correlation_id = Bytes(message.correlation);
+    properties.reply_to = Bytes(message.replyTo);
+    properties.type = Bytes(message.type);
+    properties.timestamp = message.time;
     headers[0] = {Bytes("attempt"), {AMQP_FIELD_KIND_U32, {}}};
-    headers[0].value.value.u32 = 1;
+    headers[0].value.value.u32 = message.attempt;
     headers[1] = {Bytes("region"), {AMQP_FIELD_KIND_BYTES, {}}};
-    headers[1].value.value.bytes = Bytes("europe-west");
+    headers[1].value.value.bytes = Bytes(message.region);
     headers[2] = {Bytes("sampled"), {AMQP_FIELD_KIND_BOOLEAN, {}}};
-    headers[2].value.value.boolean = 1;
+    headers[2].value.value.boolean = message.sampled;
     headers[3] = {Bytes("trace"), {AMQP_FIELD_KIND_BYTES, {}}};
-    headers[3].value.value.bytes = Bytes("00f067aa0ba902b7");
+    headers[3].value.value.bytes = Bytes(message.trace);
     properties.headers = {static_cast<int>(headers.size()), headers.data()};
 }
 

@@ -7,7 +7,9 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Bench
@@ -30,7 +32,20 @@ struct Kind
 // Of bodies of 16 B, 100 B, 4 KiB and 128 KiB, plain and rich.
 std::vector<Kind> AllKinds();
 
-// A message of so many bytes. Neither copied nor moved: each form borrows from it.
+// A message as rabbitmq-c takes it, made for each publish, as a program that has one message after the other does.
+// Borrows from the message.
+struct RawMessage
+{
+    explicit RawMessage(const class Message& message);
+    RawMessage(const RawMessage&) = delete;
+    RawMessage& operator=(const RawMessage&) = delete;
+
+    amqp_basic_properties_t properties{};
+    std::array<amqp_table_entry_t, 4> headers;
+    std::string_view body;
+};
+
+// A message of a program of its own: both sides borrow the texts.
 class Message
 {
 public:
@@ -39,16 +54,24 @@ public:
     Message& operator=(const Message&) = delete;
 
     const Amqp::Envelope& ForLibrary() const { return envelope; }
-    const amqp_basic_properties_t& ForBare() const { return properties; }
-    const std::string& Body() const { return body; }
 
 private:
+    friend struct RawMessage;
+
     void Enrich();
 
+    Dress dress;
     std::string body;
+    std::string contentType = "application/json";
+    std::string correlation = "4f1c2a7e";
+    std::string replyTo = "answers";
+    std::string type = "order.placed";
+    std::uint64_t time = 1700000000;
+    std::uint32_t attempt = 1;
+    std::string region = "europe-west";
+    bool sampled = true;
+    std::string trace = "00f067aa0ba902b7";
     Amqp::Envelope envelope;
-    std::array<amqp_table_entry_t, 4> headers{};
-    amqp_basic_properties_t properties{};
 };
 
 } // namespace Bench

@@ -35,6 +35,7 @@ private:
     };
 
     bool Exchange();
+    void Nap();
     bool Read(bool wait);
     void TakeFrames();
     void TakeMethod(std::uint16_t channel, std::string_view payload);
@@ -55,6 +56,7 @@ private:
     std::optional<Request> request;
     std::uint32_t frameMax = 131072;
     bool closed = false;
+    bool smallBody = false; // was the latest frame
 };
 
 } // namespace Bench

@@ -15,8 +15,7 @@ namespace
 
 Side BarePublishing(const std::shared_ptr<Pair>& pair)
 {
-    return Repeat([pair]
-                  { pair->bare.Publish(pair->exchange, pair->key, pair->message.ForBare(), pair->message.Body()); },
+    return Repeat([pair] { pair->bare.Publish(pair->exchange, pair->key, RawMessage(pair->message)); },
                   [pair] { pair->bare.Sync(); });
 }
 
@@ -35,22 +34,20 @@ void Ignore(const Amqp::Envelope&, const Amqp::AckStatus&) {}
 class Numbered
 {
 public:
-    explicit Numbered(std::shared_ptr<Pair> owner) : pair(std::move(owner)), properties(pair->message.ForBare())
-    {
-        properties._flags |= AMQP_BASIC_MESSAGE_ID_FLAG;
-    }
+    explicit Numbered(std::shared_ptr<Pair> owner) : pair(std::move(owner)) {}
 
     void Publish()
     {
         const std::string id = std::to_string(++sequence);
-        properties.message_id = Bytes(id);
-        pair->bare.Publish(pair->exchange, pair->key, properties, pair->message.Body(), true);
+        RawMessage message(pair->message);
+        message.properties._flags |= AMQP_BASIC_MESSAGE_ID_FLAG;
+        message.properties.message_id = Bytes(id);
+        pair->bare.Publish(pair->exchange, pair->key, message.properties, message.body, true);
         pending.emplace(sequence, Ignore);
     }
 
 private:
     std::shared_ptr<Pair> pair;
-    amqp_basic_properties_t properties;
     std::uint64_t sequence = 0;
     std::map<std::uint64_t, Amqp::PublishCallback> pending;
 };

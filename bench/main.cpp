@@ -2,6 +2,7 @@
 #include "Cases.hpp"
 #include "Options.hpp"
 #include "Peer.hpp"
+#include "PeerProcess.hpp"
 #include "Processors.hpp"
 #include "Report.hpp"
 
@@ -9,6 +10,8 @@
 #include <exception>
 #include <iostream>
 #include <iterator>
+#include <limits>
+#include <malloc.h>
 #include <memory>
 #include <stdexcept>
 
@@ -87,9 +90,19 @@ void Serve(const std::string& address)
     std::cin.ignore(std::numeric_limits<std::streamsize>::max());
 }
 
+// Otherwise it depends on what lies where whether malloc gives a large body's memory back to the system, and takes it
+// again, with every message, and which of the two sides is so unlucky.
+void KeepMemory()
+{
+    constexpr int limit = 64 * 1024 * 1024;
+    mallopt(M_TRIM_THRESHOLD, limit);
+    mallopt(M_MMAP_THRESHOLD, limit);
+}
+
 void Start(const Options& options)
 {
     StayOnProcessor(Processor::Client);
+    KeepMemory();
     if (!options.serve.empty())
     {
         Serve(options.serve);
@@ -100,7 +113,7 @@ void Start(const Options& options)
         MeasureAll(options, PeerAt(options.peer));
         return;
     }
-    const Peer peer("127.0.0.1");
+    const PeerProcess peer;
     MeasureAll(options, {"127.0.0.1", peer.Port(), "guest", "guest", "/", false});
 }
 
