@@ -193,6 +193,7 @@ private:
     AMQP_LOCAL void Token(unsigned short number);
     AMQP_LOCAL std::string GenerateTag();
     AMQP_LOCAL std::shared_ptr<Amqp::Connection> Hold() const;
+    AMQP_LOCAL Amqp::Connection& Require() const;
 
     std::shared_ptr<Amqp::Connection> connection;
     std::function<void(ErrorCode&&)> errorNotifier;

@@ -149,7 +149,7 @@ private:
     AMQP_LOCAL void PurgeQueue(Channel& channel, std::string_view name) const;
 
     AMQP_LOCAL void Publish(Channel& channel, std::string_view exchange, std::string_view routingKey,
-                            const Envelope& envelope, PublishCallback callback) const;
+                            const Envelope& envelope, PublishCallback&& callback) const;
     AMQP_LOCAL void Subscribe(Channel& channel, std::string_view consumerTag, DeliveryHandler handler,
                               std::string_view queue, AcknowledgeMode mode, bool noLocal, bool exclusive) const;
     AMQP_LOCAL void Unsubscribe(Channel& channel, std::string_view consumerTag) const;

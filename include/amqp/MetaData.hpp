@@ -111,7 +111,7 @@ public:
     [[nodiscard]] std::uint32_t Flags() const;
 
 private:
-    friend class PropertiesDecoder;
+    friend class PropertiesCodec;
 
     /// Those of a delivery are decoded only when somebody asks for them. Copies are always decoded.
     class LazyTable

@@ -70,11 +70,18 @@ std::string Channel::GenerateTag()
 
 std::shared_ptr<Amqp::Connection> Channel::Hold() const
 {
+    Require();
+    return connection;
+}
+
+// Not kept alive: for what touches nothing of the connection once a notifier has been called.
+Amqp::Connection& Channel::Require() const
+{
     if (!connection)
     {
         throw std::runtime_error("Unable to use a channel that was moved from");
     }
-    return connection;
+    return *connection;
 }
 
 void Channel::DeclareExchange(std::string_view name)

@@ -51,11 +51,6 @@ void Connection::ConnectionImpl::MarkClosed(std::uint16_t number, bool closed)
     closedChannels[number] = closed;
 }
 
-bool Connection::ConnectionImpl::IsClosed(std::uint16_t number) const
-{
-    return number < closedChannels.size() && closedChannels[number];
-}
-
 void Connection::RegisterChannel(Channel& channel)
 {
     impl->RegisterChannel(channel);

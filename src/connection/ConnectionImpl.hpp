@@ -6,6 +6,7 @@
 #pragma once
 
 #include "connection/Gathering.hpp"
+#include "connection/OutgoingMessage.hpp"
 #include "connection/PeerWatch.hpp"
 #include "connection/ReceivedEnvelope.hpp"
 #include "connection/Subscription.hpp"
@@ -66,7 +67,13 @@ public:
     void RequireUsable();
     /// Throws when the channel's number is closed, which its notifier has been told already. A broker answers whatever
     /// is sent on such a number by closing the whole connection, or not at all.
-    void RequireNotClosed(const Channel& channel) const;
+    void RequireNotClosed(const Channel& channel) const
+    {
+        if (IsClosed(channel.Token()))
+        {
+            RefuseClosed();
+        }
+    }
 
     /// Makes one call that awaits the broker's reply, and checks the reply. Gives what the call gave, valid until the
     /// next call or Run; null when the channel was told of an error. Throws, with nothing sent and the channels as
@@ -88,7 +95,7 @@ public:
     void UnregisterChannel(const Channel& channel);
 
     void Publish(Channel& channel, std::string_view exchange, std::string_view routingKey, const Envelope& envelope,
-                 PublishCallback& callback);
+                 PublishCallback&& callback);
     void Subscribe(Channel& channel, std::string_view consumerTag, DeliveryHandler handler, std::string_view queue,
                    AcknowledgeMode mode, bool noLocal, bool exclusive);
     void Unsubscribe(Channel& channel, std::string_view consumerTag);
@@ -108,22 +115,16 @@ private:
         void operator()(amqp_connection_state_t owned) const { amqp_destroy_connection(owned); }
     };
 
-    /// A message as it goes out. Everything is borrowed.
-    struct OutgoingMessage
-    {
-        std::string_view exchange;
-        std::string_view routingKey;
-        amqp_boolean_t mandatory;
-        const amqp_basic_properties_t& properties;
-        std::string_view body;
-    };
     int Write(std::uint16_t channel, const OutgoingMessage& message);
+    int WriteAtOnce(std::uint16_t channel, const OutgoingMessage& message);
+    std::optional<int> WriteInOnePiece(std::uint16_t channel, const OutgoingMessage& message);
     int WriteFrameByFrame(std::uint16_t channel, const OutgoingMessage& message);
     int WriteFrame(const amqp_frame_t& frame, std::size_t octets);
     int GiveUpPeer();
     /// Whether something small can be written without waiting for a peer that is gone.
     bool PeerListens();
 
+    [[noreturn]] static void RefuseClosed();
     static void RequireSendable(std::initializer_list<std::string_view> texts);
     /// After a failure: whether something that came before it waits to be handled.
     bool HasReadable() const;
@@ -133,7 +134,7 @@ private:
 
     Channel* FindChannel(std::uint16_t number) const;
     void MarkClosed(std::uint16_t number, bool closed);
-    bool IsClosed(std::uint16_t number) const;
+    bool IsClosed(std::uint16_t number) const { return number < closedChannels.size() && closedChannels[number]; }
 
     void ReleaseBuffers();
     amqp_rpc_reply_t Consume(amqp_envelope_t& delivery, const timeval* wait);
@@ -159,15 +160,13 @@ private:
     ReceivedEnvelope spareEnvelope; // what the next step reads into, if there is one
     std::uint16_t lastChannelNumber = 0;
     std::uint16_t readChannel = 0; // on which the latest step read something
+    std::size_t frameMax = 0;      // as the login settled it
     PeerWatch peer;
     Gathering gathering;
     int fatalStatus = AMQP_STATUS_OK; // what ended the connection: every use repeats it
     bool stopRequested = false;       // shared with other threads: only through std::atomic_ref
     std::vector<bool> closedChannels; // by number: what the broker has closed, or has been asked to close
 };
-
-/// What a frame puts around its payload: type, channel, size and end octet.
-inline constexpr std::size_t frameOverhead = 8;
 
 /// Whole seconds and the rest, as rabbitmq-c takes a wait.
 timeval ToTimeval(std::chrono::microseconds duration);

@@ -143,12 +143,9 @@ void Connection::ConnectionImpl::RequireUsable()
     }
 }
 
-void Connection::ConnectionImpl::RequireNotClosed(const Channel& channel) const
+void Connection::ConnectionImpl::RefuseClosed()
 {
-    if (IsClosed(channel.Token()))
-    {
-        throw ErrorCode("Channel is closed", ErrorCode::ChannelClosed, AMQP_CHANNEL_ERROR);
-    }
+    throw ErrorCode("Channel is closed", ErrorCode::ChannelClosed, AMQP_CHANNEL_ERROR);
 }
 
 void Connection::ConnectionImpl::HandleChannelClose(std::uint16_t number, Channel& channel)

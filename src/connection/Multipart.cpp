@@ -63,12 +63,12 @@ const Envelope* PartSeries::Next()
 void Channel::Publish(std::string_view exchange, std::string_view routingKey, const Envelope& envelope,
                       std::size_t partSize, PublishCallback callback)
 {
-    const auto held = Hold();
     if (partSize == 0 || envelope.Size() <= partSize)
     {
-        held->Publish(*this, exchange, routingKey, envelope, std::move(callback));
+        Require().Publish(*this, exchange, routingKey, envelope, std::move(callback));
         return;
     }
+    const auto held = Hold();
     // A part that is refused does not stop those that follow. The notifier it goes to may drop the channel, which is
     // kept if it is shared, or destroy it.
     const auto self = weak_from_this().lock();
@@ -80,7 +80,7 @@ void Channel::Publish(std::string_view exchange, std::string_view routingKey, co
     PartSeries series(envelope, partSize);
     while (const Envelope* const part = watch.expired() ? nullptr : series.Next())
     {
-        held->Publish(*this, exchange, routingKey, *part, callback);
+        held->Publish(*this, exchange, routingKey, *part, PublishCallback(callback));
     }
 }
 

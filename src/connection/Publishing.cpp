@@ -10,16 +10,8 @@
 namespace Amqp
 {
 
-namespace
-{
-
-// What a content header has before the properties: class, weight and body size.
-constexpr std::size_t contentHeaderFixed = 12;
-
-} // namespace
-
 void Connection::ConnectionImpl::Publish(Channel& channel, std::string_view exchange, std::string_view routingKey,
-                                         const Envelope& envelope, PublishCallback& callback)
+                                         const Envelope& envelope, PublishCallback&& callback)
 {
     if (fatalStatus != AMQP_STATUS_OK)
     {
@@ -36,7 +28,6 @@ void Connection::ConnectionImpl::Publish(Channel& channel, std::string_view exch
         properties.value._flags |= AMQP_BASIC_MESSAGE_ID_FLAG;
     }
 
-    const auto frameMax = static_cast<std::size_t>(amqp_get_frame_max(State()));
     int status = IsTooLong(exchange) || IsTooLong(routingKey)
                      ? static_cast<int>(AMQP_STATUS_BAD_AMQP_DATA)
                      : CheckEncodable(properties.value, frameMax - frameOverhead - contentHeaderFixed);
@@ -56,9 +47,9 @@ void Connection::ConnectionImpl::Publish(Channel& channel, std::string_view exch
 }
 
 void Connection::Publish(Channel& channel, std::string_view exchange, std::string_view routingKey,
-                         const Envelope& envelope, PublishCallback callback) const
+                         const Envelope& envelope, PublishCallback&& callback) const
 {
-    impl->Publish(channel, exchange, routingKey, envelope, callback);
+    impl->Publish(channel, exchange, routingKey, envelope, std::move(callback));
 }
 
 } // namespace Amqp

@@ -117,6 +117,7 @@ void Connection::ConnectionImpl::LogIn(const Login& login)
         NoteFailure(0, reply);
         throw error;
     }
+    frameMax = static_cast<std::size_t>(amqp_get_frame_max(State()));
     peer.Start(State(), std::chrono::seconds(amqp_get_heartbeat(State())));
 }
 

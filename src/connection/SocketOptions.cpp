@@ -89,6 +89,12 @@ void WriteLimit([[maybe_unused]] int socket, [[maybe_unused]] std::chrono::milli
 #endif
 }
 
+std::ptrdiff_t Send(int socket, std::string_view octets)
+{
+    const ssize_t sent = send(socket, octets.data(), octets.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    return sent < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR) ? 0 : sent;
+}
+
 void Push(int socket)
 {
     const int on = 1;

@@ -3,6 +3,7 @@
 #include "connection/ConnectionImpl.hpp"
 
 #include "connection/SocketOptions.hpp"
+#include "connection/WholeMessage.hpp"
 #include "values/Bytes.hpp"
 
 #include <algorithm>
@@ -15,6 +16,9 @@ namespace
 
 // The method, and the properties but for headers: some texts of up to 255 bytes.
 constexpr std::size_t smallFrames = 4096;
+
+// A body from which on gathering only holds up what would leave in full segments anyway.
+constexpr std::size_t large = 16384;
 
 // Lets the socket fail when what is written meanwhile is not taken in time.
 class LimitedWrite
@@ -36,14 +40,12 @@ private:
 
 int Connection::ConnectionImpl::Write(std::uint16_t channel, const OutgoingMessage& message)
 {
-    const auto frameMax = static_cast<std::size_t>(amqp_get_frame_max(State()));
     const bool headers = (message.properties._flags & AMQP_BASIC_HEADERS_FLAG) != 0;
     int status = AMQP_STATUS_OK;
     switch (peer.Await(message.body.size() + smallFrames + (headers ? frameMax : 0)))
     {
     case PeerWatch::Room::Enough:
-        status = amqp_basic_publish(State(), channel, ToBytes(message.exchange), ToBytes(message.routingKey),
-                                    message.mandatory, /*immediate*/ 0, &message.properties, ToBytes(message.body));
+        status = WriteAtOnce(channel, message);
         break;
     case PeerWatch::Room::Tight:
         status = WriteFrameByFrame(channel, message);
@@ -56,11 +58,54 @@ int Connection::ConnectionImpl::Write(std::uint16_t channel, const OutgoingMessa
         gathering.Wrote(message.body.size());
     }
     // rabbitmq-c announces more after each full frame, even after the last one, and the kernel would wait for it.
-    else if (!message.body.empty() && message.body.size() % (frameMax - frameOverhead) == 0)
+    else if (message.body.size() >= frameMax - frameOverhead && message.body.size() % (frameMax - frameOverhead) == 0)
     {
         Socket::Push(amqp_get_sockfd(State()));
     }
     return status;
+}
+
+int Connection::ConnectionImpl::WriteAtOnce(std::uint16_t channel, const OutgoingMessage& message)
+{
+    std::optional<Gathering::Pause> pause;
+    if (gathering.IsOn() && message.body.size() >= large)
+    {
+        pause.emplace(gathering);
+    }
+    else if (const auto status = gathering.IsOn() ? WriteInOnePiece(channel, message) : std::nullopt)
+    {
+        return *status;
+    }
+    return amqp_basic_publish(State(), channel, ToBytes(message.exchange), ToBytes(message.routingKey),
+                              message.mandatory, /*immediate*/ 0, &message.properties, ToBytes(message.body));
+}
+
+// Gives nothing when nothing was written: rabbitmq-c then finds out why, or waits.
+std::optional<int> Connection::ConnectionImpl::WriteInOnePiece(std::uint16_t channel, const OutgoingMessage& message)
+{
+    WholeMessage whole;
+    auto rest = whole.Encode(channel, message);
+    const int socket = amqp_get_sockfd(State());
+    std::ptrdiff_t sent = rest ? Socket::Send(socket, *rest) : 0;
+    if (sent <= 0)
+    {
+        return {};
+    }
+    for (rest->remove_prefix(static_cast<std::size_t>(sent)); !rest->empty();
+         rest->remove_prefix(static_cast<std::size_t>(sent)))
+    {
+        if (peer.Await(rest->size()) == PeerWatch::Room::Silent)
+        {
+            return GiveUpPeer();
+        }
+        Socket::AwaitWritable(socket, std::chrono::hours(1));
+        sent = Socket::Send(socket, *rest);
+        if (sent < 0)
+        {
+            return AMQP_STATUS_SOCKET_ERROR;
+        }
+    }
+    return AMQP_STATUS_OK;
 }
 
 int Connection::ConnectionImpl::WriteFrameByFrame(std::uint16_t channel, const OutgoingMessage& message)
@@ -81,11 +126,11 @@ int Connection::ConnectionImpl::WriteFrameByFrame(std::uint16_t channel, const O
         frame.frame_type = AMQP_FRAME_HEADER;
         frame.payload.properties = {AMQP_BASIC_CLASS, message.body.size(), &properties, amqp_empty_bytes};
         const bool headers = (properties._flags & AMQP_BASIC_HEADERS_FLAG) != 0;
-        status = WriteFrame(frame, headers ? static_cast<std::size_t>(amqp_get_frame_max(State())) : smallFrames);
+        status = WriteFrame(frame, headers ? frameMax : smallFrames);
     }
 
     // A frame that does not fit is made smaller: within one rabbitmq-c waits for the peer without looking at it.
-    const auto most = static_cast<std::size_t>(amqp_get_frame_max(State())) - frameOverhead;
+    const std::size_t most = frameMax - frameOverhead;
     const std::size_t small = smallFrames - frameOverhead;
     frame.frame_type = AMQP_FRAME_BODY;
     for (std::string_view rest = message.body; status == AMQP_STATUS_OK && !rest.empty();)

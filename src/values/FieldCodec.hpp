@@ -8,6 +8,7 @@
 #include <amqp/FieldValue.hpp>
 #include <amqp/Table.hpp>
 
+#include <array>
 #include <cstddef>
 #include <optional>
 
@@ -28,15 +29,16 @@ void ReleaseFieldValue(amqp_field_value_t& value);
 class EncodedTable
 {
 public:
-    explicit EncodedTable(const Table& table) : encoded(EncodeTable(table)) {}
-    ~EncodedTable() { ReleaseFieldValue(encoded); }
+    explicit EncodedTable(const Table& table);
+    ~EncodedTable();
     EncodedTable(const EncodedTable&) = delete;
     EncodedTable& operator=(const EncodedTable&) = delete;
 
-    const amqp_table_t& Get() const { return encoded.value.table; }
+    const amqp_table_t& Get() const { return encoded; }
 
 private:
-    amqp_field_value_t encoded;
+    amqp_table_t encoded{0, nullptr};
+    std::array<amqp_table_entry_t, 8> few; // for a table of no more entries, as most are
 };
 
 /// How many bytes an encoded table takes on the wire, its length field included; nothing when a key, its own or a

@@ -3,7 +3,6 @@
 
 #include "values/Bytes.hpp"
 
-#include <algorithm>
 #include <cstdlib>
 #include <new>
 #include <utility>
@@ -25,20 +24,34 @@ Entry* AllocateEntries(std::size_t count)
     return entries;
 }
 
+bool HasBlocks(const amqp_field_value_t& value)
+{
+    return value.kind == AMQP_FIELD_KIND_ARRAY || value.kind == AMQP_FIELD_KIND_TABLE;
+}
+
+void ReleaseEntries(const amqp_table_t& encoded)
+{
+    for (int i = 0; i < encoded.num_entries; ++i)
+    {
+        ReleaseFieldValue(encoded.entries[i].value);
+    }
+}
+
 void ReleaseBlocks(const amqp_field_value_t& value)
 {
     if (value.kind == AMQP_FIELD_KIND_ARRAY)
     {
         const amqp_array_t& array = value.value.array;
-        std::for_each_n(array.entries, array.num_entries, ReleaseBlocks);
+        for (int i = 0; i < array.num_entries; ++i)
+        {
+            ReleaseFieldValue(array.entries[i]);
+        }
         std::free(array.entries);
     }
-    else if (value.kind == AMQP_FIELD_KIND_TABLE)
+    else
     {
-        const amqp_table_t& table = value.value.table;
-        std::for_each_n(table.entries, table.num_entries,
-                        [](const amqp_table_entry_t& entry) { ReleaseBlocks(entry.value); });
-        std::free(table.entries);
+        ReleaseEntries(value.value.table);
+        std::free(value.value.table.entries);
     }
 }
 
@@ -75,6 +88,15 @@ amqp_field_value_t EncodeArray(const Array& array)
     return encoding.Finish();
 }
 
+void EncodeEntries(const Table& table, amqp_table_t& encoded)
+{
+    for (const auto& [key, value] : table.Entries())
+    {
+        new (encoded.entries + encoded.num_entries) amqp_table_entry_t{ToBytes(key), EncodeFieldValue(value)};
+        ++encoded.num_entries;
+    }
+}
+
 } // namespace
 
 amqp_field_value_t EncodeTable(const Table& table)
@@ -84,14 +106,9 @@ amqp_field_value_t EncodeTable(const Table& table)
     encoding.value.value.table = {0, nullptr};
     if (!table.Empty())
     {
-        amqp_table_t& encoded = encoding.value.value.table;
-        encoded.entries = AllocateEntries<amqp_table_entry_t>(table.Entries().size());
+        encoding.value.value.table.entries = AllocateEntries<amqp_table_entry_t>(table.Entries().size());
         encoding.value.kind = AMQP_FIELD_KIND_TABLE;
-        for (const auto& [key, value] : table.Entries())
-        {
-            encoded.entries[encoded.num_entries] = {ToBytes(key), EncodeFieldValue(value)};
-            ++encoded.num_entries;
-        }
+        EncodeEntries(table, encoding.value.value.table);
     }
     return encoding.Finish();
 }
@@ -163,8 +180,43 @@ amqp_field_value_t EncodeFieldValue(const FieldValue& value)
 
 void ReleaseFieldValue(amqp_field_value_t& value)
 {
-    ReleaseBlocks(value);
-    value = {};
+    if (HasBlocks(value)) // few have
+    {
+        ReleaseBlocks(value);
+        value = {};
+    }
+}
+
+EncodedTable::EncodedTable(const Table& table)
+{
+    if (table.Size() > few.size())
+    {
+        encoded = EncodeTable(table).value.table;
+        return;
+    }
+    if (table.Empty())
+    {
+        return;
+    }
+    encoded.entries = few.data();
+    try
+    {
+        EncodeEntries(table, encoded);
+    }
+    catch (...)
+    {
+        ReleaseEntries(encoded);
+        throw;
+    }
+}
+
+EncodedTable::~EncodedTable()
+{
+    ReleaseEntries(encoded);
+    if (encoded.entries != few.data())
+    {
+        std::free(encoded.entries);
+    }
 }
 
 } // namespace Amqp

@@ -5,24 +5,42 @@
 namespace Amqp
 {
 
+// What only the codec sees of a message's properties.
+class PropertiesCodec
+{
+public:
+    // All but the headers.
+    static void Encode(const MetaData& metaData, amqp_basic_properties_t& value)
+    {
+        value._flags = metaData.flags;
+        value.content_type = ToBytes(metaData.contentType);
+        value.content_encoding = ToBytes(metaData.contentEncoding);
+        value.delivery_mode = metaData.deliveryMode;
+        value.priority = metaData.priority;
+        value.correlation_id = ToBytes(metaData.correlationId);
+        value.reply_to = ToBytes(metaData.replyTo);
+        value.expiration = ToBytes(metaData.expiration);
+        value.message_id = ToBytes(metaData.messageId);
+        value.timestamp = metaData.timeStamp;
+        value.type = ToBytes(metaData.type);
+        value.user_id = ToBytes(metaData.userId);
+        value.app_id = ToBytes(metaData.applicationId);
+        value.cluster_id = ToBytes(metaData.clusterId);
+    }
+
+    // Lends the message the headers that rabbitmq-c has read.
+    static void Lend(const amqp_table_t& headers, MetaData& metaData)
+    {
+        metaData.headers.Decode(&headers);
+        metaData.flags |= AMQP_BASIC_HEADERS_FLAG;
+    }
+};
+
 EncodedProperties::EncodedProperties(const MetaData& metaData) : headers(metaData.Headers())
 {
-    value._flags = metaData.Flags();
-    value.content_type = ToBytes(metaData.ContentType());
-    value.content_encoding = ToBytes(metaData.ContentEncoding());
+    PropertiesCodec::Encode(metaData, value);
     value.headers = headers.Get();
-    value.delivery_mode = metaData.DeliveryMode();
-    value.priority = metaData.Priority();
-    value.correlation_id = ToBytes(metaData.CorrelationId());
-    value.reply_to = ToBytes(metaData.ReplyTo());
-    value.expiration = ToBytes(metaData.Expiration());
-    value.message_id = ToBytes(metaData.MessageId());
-    value.timestamp = metaData.TimeStamp();
-    value.type = ToBytes(metaData.Type());
-    value.user_id = ToBytes(metaData.UserId());
-    value.app_id = ToBytes(metaData.ApplicationId());
-    value.cluster_id = ToBytes(metaData.ClusterId());
-    if (!metaData.Headers().Empty())
+    if (value.headers.num_entries != 0)
     {
         value._flags |= AMQP_BASIC_HEADERS_FLAG;
     }
@@ -35,6 +53,12 @@ EncodedProperties EncodeProperties(const MetaData& metaData)
 
 int CheckEncodable(const amqp_basic_properties_t& properties, std::size_t room)
 {
+    constexpr amqp_flags_t numbers =
+        AMQP_BASIC_DELIVERY_MODE_FLAG | AMQP_BASIC_PRIORITY_FLAG | AMQP_BASIC_TIMESTAMP_FLAG;
+    if ((properties._flags & ~numbers) == 0)
+    {
+        return AMQP_STATUS_OK; // what most messages have
+    }
     constexpr std::size_t longestText = 255;
     std::size_t size = 2; // the flags
     bool fit = true;
@@ -76,17 +100,6 @@ int CheckEncodable(const amqp_basic_properties_t& properties, std::size_t room)
     size += (properties._flags & AMQP_BASIC_TIMESTAMP_FLAG) != 0 ? sizeof(properties.timestamp) : 0;
     return size <= room ? AMQP_STATUS_OK : AMQP_STATUS_TABLE_TOO_BIG;
 }
-
-// Lends a message the headers that rabbitmq-c has read.
-class PropertiesDecoder
-{
-public:
-    static void Lend(const amqp_table_t& headers, MetaData& metaData)
-    {
-        metaData.headers.Decode(&headers);
-        metaData.flags |= AMQP_BASIC_HEADERS_FLAG;
-    }
-};
 
 void DecodeProperties(const amqp_basic_properties_t& properties, MetaData& metaData)
 {
@@ -146,7 +159,7 @@ void DecodeProperties(const amqp_basic_properties_t& properties, MetaData& metaD
     }
     if (present(AMQP_BASIC_HEADERS_FLAG))
     {
-        PropertiesDecoder::Lend(properties.headers, metaData);
+        PropertiesCodec::Lend(properties.headers, metaData);
     }
 }
 

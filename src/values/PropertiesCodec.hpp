@@ -1,5 +1,5 @@
 // Message properties to and from rabbitmq-c's structure. Encoding borrows every byte of text from the MetaData,
-// which must outlive the encoded form; only headers cost an allocation. Decoding copies all but the headers.
+// which must outlive the encoded form; only many headers cost an allocation. Decoding copies all but the headers.
 #pragma once
 
 #include "values/FieldCodec.hpp"

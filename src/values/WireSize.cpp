@@ -12,58 +12,70 @@ namespace
 constexpr std::size_t longestKey = 255;
 constexpr std::size_t lengthField = 4;
 
-std::optional<std::size_t> WireSize(const amqp_field_value_t& value);
+bool Add(std::size_t& size, const amqp_field_value_t& value);
 
-std::optional<std::size_t> WireSize(const amqp_array_t& array)
+// Each of these adds to the size, and gives whether AMQP can express what is there.
+bool Add(std::size_t& size, const amqp_array_t& array)
 {
-    std::size_t size = lengthField;
+    size += lengthField;
     for (int i = 0; i < array.num_entries; ++i)
     {
-        const auto element = WireSize(array.entries[i]);
-        if (!element)
+        if (!Add(size, array.entries[i]))
         {
-            return {};
+            return false;
         }
-        size += *element;
     }
-    return size;
+    return true;
 }
 
-// The kind's octet is counted too.
-std::optional<std::size_t> WireSize(const amqp_field_value_t& value)
+bool Add(std::size_t& size, const amqp_table_t& table)
 {
-    constexpr std::size_t kind = 1;
+    size += lengthField;
+    for (int i = 0; i < table.num_entries; ++i)
+    {
+        const amqp_table_entry_t& entry = table.entries[i];
+        size += 1 + entry.key.len;
+        if (entry.key.len > longestKey || !Add(size, entry.value))
+        {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool Add(std::size_t& size, const amqp_field_value_t& value)
+{
+    size += 1; // the kind
     switch (value.kind)
     {
     case AMQP_FIELD_KIND_BOOLEAN:
     case AMQP_FIELD_KIND_I8:
     case AMQP_FIELD_KIND_U8:
-        return kind + sizeof(std::uint8_t);
+        size += sizeof(std::uint8_t);
+        return true;
     case AMQP_FIELD_KIND_I16:
     case AMQP_FIELD_KIND_U16:
-        return kind + sizeof(std::uint16_t);
+        size += sizeof(std::uint16_t);
+        return true;
     case AMQP_FIELD_KIND_I32:
     case AMQP_FIELD_KIND_U32:
     case AMQP_FIELD_KIND_F32:
-        return kind + sizeof(std::uint32_t);
+        size += sizeof(std::uint32_t);
+        return true;
     case AMQP_FIELD_KIND_I64:
     case AMQP_FIELD_KIND_U64:
     case AMQP_FIELD_KIND_F64:
-        return kind + sizeof(std::uint64_t);
+        size += sizeof(std::uint64_t);
+        return true;
     case AMQP_FIELD_KIND_BYTES:
-        return kind + lengthField + value.value.bytes.len;
+        size += lengthField + value.value.bytes.len;
+        return true;
     case AMQP_FIELD_KIND_ARRAY:
-    {
-        const auto array = WireSize(value.value.array);
-        return array ? std::optional(kind + *array) : std::nullopt;
-    }
+        return Add(size, value.value.array);
     case AMQP_FIELD_KIND_TABLE:
-    {
-        const auto table = Amqp::WireSize(value.value.table);
-        return table ? std::optional(kind + *table) : std::nullopt;
-    }
+        return Add(size, value.value.table);
     default: // void
-        return kind;
+        return true;
     }
 }
 
@@ -71,18 +83,8 @@ std::optional<std::size_t> WireSize(const amqp_field_value_t& value)
 
 std::optional<std::size_t> WireSize(const amqp_table_t& table)
 {
-    std::size_t size = lengthField;
-    for (int i = 0; i < table.num_entries; ++i)
-    {
-        const amqp_table_entry_t& entry = table.entries[i];
-        const auto value = WireSize(entry.value);
-        if (entry.key.len > longestKey || !value)
-        {
-            return {};
-        }
-        size += 1 + entry.key.len + *value;
-    }
-    return size;
+    std::size_t size = 0;
+    return Add(size, table) ? std::optional(size) : std::nullopt;
 }
 
 } // namespace Amqp

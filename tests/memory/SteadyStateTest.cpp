@@ -253,20 +253,20 @@ TEST(SteadyState, APublishInABatchAllocatesNothing)
     EXPECT_EQ(PerMessage("publish, in a batch of one", library, 0), 0U);
 }
 
-TEST(SteadyState, APublishWithHeadersAllocatesOneBlockForEachTable)
+TEST(SteadyState, APublishWithHeadersAllocatesForNestedTablesOnly)
 {
     Amqp::Envelope envelope("body", Amqp::MetaData::Persistent);
     envelope.Headers().Insert("first", std::string(100, 'f'));
     envelope.Headers().Insert("second", std::uint64_t{2});
     Properties properties = PlainProperties();
     properties.headers = Fields{{"first", Binary(std::string(100, 'f'))}, {"second", UInt64(2)}};
-    EXPECT_EQ(PerPublish("two headers", properties, envelope), 1U);
+    EXPECT_EQ(PerPublish("two headers", properties, envelope), 0U);
 
     Amqp::Table inner;
     inner.Insert("key", true);
     envelope.Headers().Insert("third", inner);
     properties.headers->push_back({"third", Nested({{"key", Bool(true)}})});
-    EXPECT_EQ(PerPublish("three headers, a table among them", properties, envelope), 2U);
+    EXPECT_EQ(PerPublish("three headers, a table among them", properties, envelope), 1U);
 }
 
 // Its place among those that may come back.

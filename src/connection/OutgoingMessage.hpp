@@ -1,0 +1,27 @@
+// A message as it goes out, and what its frames add to it. Everything is borrowed.
+#pragma once
+
+#include "values/RabbitMq.hpp"
+
+#include <cstddef>
+#include <string_view>
+
+namespace Amqp
+{
+
+struct OutgoingMessage
+{
+    std::string_view exchange;
+    std::string_view routingKey;
+    amqp_boolean_t mandatory;
+    const amqp_basic_properties_t& properties;
+    std::string_view body;
+};
+
+/// What a frame puts around its payload: type, channel, size and end octet.
+inline constexpr std::size_t frameOverhead = 8;
+
+/// What a content header has before the properties: class, weight and body size.
+inline constexpr std::size_t contentHeaderFixed = 12;
+
+} // namespace Amqp

@@ -1,0 +1,85 @@
+#include "connection/WholeMessage.hpp"
+
+#include "values/Bytes.hpp"
+
+#include <algorithm>
+
+namespace Amqp
+{
+
+std::optional<std::string_view> WholeMessage::Encode(std::uint16_t channel, const OutgoingMessage& message)
+{
+    amqp_basic_publish_t publish{};
+    publish.exchange = ToBytes(message.exchange);
+    publish.routing_key = ToBytes(message.routingKey);
+    publish.mandatory = message.mandatory;
+    char* payload = BeginFrame(AMQP_FRAME_METHOD, channel);
+    Number(AMQP_BASIC_PUBLISH_METHOD, sizeof(amqp_method_number_t));
+    if (!Advance(amqp_encode_method(AMQP_BASIC_PUBLISH_METHOD, &publish, Rest())))
+    {
+        return {};
+    }
+    EndFrame(payload);
+
+    amqp_basic_properties_t properties = message.properties;
+    payload = BeginFrame(AMQP_FRAME_HEADER, channel);
+    Number(AMQP_BASIC_CLASS, sizeof(std::uint16_t));
+    Number(0, sizeof(std::uint16_t)); // the weight, which is always so
+    Number(message.body.size(), sizeof(std::uint64_t));
+    if (!Advance(amqp_encode_properties(AMQP_BASIC_CLASS, &properties, Rest())))
+    {
+        return {};
+    }
+    EndFrame(payload);
+
+    if (!message.body.empty())
+    {
+        if (message.body.size() + frameOverhead > Rest().len)
+        {
+            return {};
+        }
+        payload = BeginFrame(AMQP_FRAME_BODY, channel);
+        next = std::copy(message.body.begin(), message.body.end(), next);
+        EndFrame(payload);
+    }
+    return std::string_view(octets.data(), static_cast<std::size_t>(next - octets.data()));
+}
+
+char* WholeMessage::BeginFrame(std::uint8_t type, std::uint16_t channel)
+{
+    Number(type, sizeof type);
+    Number(channel, sizeof channel);
+    Number(0, sizeof(std::uint32_t)); // the size, which EndFrame knows
+    return next;
+}
+
+void WholeMessage::EndFrame(char* payload)
+{
+    char* const end = next;
+    next = payload - sizeof(std::uint32_t);
+    Number(static_cast<std::uint64_t>(end - payload), sizeof(std::uint32_t));
+    next = end;
+    Number(AMQP_FRAME_END, sizeof(std::uint8_t));
+}
+
+void WholeMessage::Number(std::uint64_t value, std::size_t width)
+{
+    for (std::size_t octet = width; octet-- > 0;)
+    {
+        *next++ = static_cast<char>(value >> (8 * octet));
+    }
+}
+
+amqp_bytes_t WholeMessage::Rest()
+{
+    const auto used = static_cast<std::size_t>(next - octets.data());
+    return {used < most ? most - used : 0, next};
+}
+
+bool WholeMessage::Advance(int encoded)
+{
+    next += std::max(encoded, 0);
+    return encoded >= 0;
+}
+
+} // namespace Amqp
