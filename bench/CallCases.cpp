@@ -91,7 +91,8 @@ Sides ThereAndBack(const Site& site, int frameMax)
 
 std::vector<Case> CallCases()
 {
-    return {{"calls", "declare, bind, unbind, delete", {}, Calling}, {"calls", "connect and close", {}, Connecting}};
+    return {{.group = "calls", .name = "declare, bind, unbind, delete", .target = {}, .prepare = Calling},
+            {.group = "calls", .name = "connect and close", .target = {}, .prepare = Connecting}};
 }
 
 std::vector<Case> FullFrameCases()
@@ -99,8 +100,12 @@ std::vector<Case> FullFrameCases()
     std::vector<Case> cases;
     for (const int frameMax : {4096, 131072})
     {
-        cases.push_back({"full frame", "there and back, frame_max " + std::to_string(frameMax), 1.0,
-                         [frameMax](const Site& site) { return ThereAndBack(site, frameMax); }, 1, 9});
+        cases.push_back({.group = "full frame",
+                         .name = "there and back, frame_max " + std::to_string(frameMax),
+                         .target = 0.5,
+                         .prepare = [frameMax](const Site& site) { return ThereAndBack(site, frameMax); },
+                         .count = 1,
+                         .mostRounds = 9});
     }
     return cases;
 }

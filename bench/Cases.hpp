@@ -13,12 +13,6 @@
 namespace Bench
 {
 
-struct Sides
-{
-    Side library;
-    Side bare; // the same work on rabbitmq-c alone
-};
-
 struct Case
 {
     std::string group;
@@ -27,7 +21,8 @@ struct Case
     std::function<Sides(const Site&)> prepare;
     std::size_t count = 0;       // what one round does; 0 to find out
     std::size_t mostRounds = 99; // for what takes long
-    bool onBroker = true;
+    bool manySettings = false;   // with large bodies TCP has moods, which a connection keeps
+    bool longOnBroker = false;   // left out of a quick run
 };
 
 // The work that is done once, as often as is wanted.

@@ -63,7 +63,7 @@ public:
     }
 
 private:
-    Amqp::Acknowledge Take(const Amqp::Envelope&)
+    Amqp::Acknowledge Take(const Amqp::Envelope& /*message*/)
     {
         ++received;
         return Amqp::Ack;
@@ -125,8 +125,12 @@ std::vector<Case> ConsumeCases()
     {
         for (const Amqp::AcknowledgeMode mode : {Amqp::Auto, Amqp::Explicit})
         {
-            cases.push_back({"consume", kind.Name() + (mode == Amqp::Auto ? ", Auto" : ", Explicit"), TargetOf(kind),
-                             [kind, mode](const Site& site) { return ConsumeOn(site, kind, mode, 1, false); }});
+            cases.push_back(
+                {.group = "consume",
+                 .name = kind.Name() + (mode == Amqp::Auto ? ", Auto" : ", Explicit"),
+                 .target = TargetOf(kind),
+                 .prepare = [kind, mode](const Site& site) { return ConsumeOn(site, kind, mode, 1, false); },
+                 .manySettings = kind.IsLarge()});
         }
     }
     return cases;
@@ -134,20 +138,27 @@ std::vector<Case> ConsumeCases()
 
 std::vector<Case> NumberCases()
 {
-    constexpr double target = 0.85;
-    constexpr double amongMany = 0.7; // a search among ten thousand may cost something, but hardly more than one in ten
+    // A search among ten thousand may cost something, but hardly more than one in ten.
+    constexpr std::size_t many = 10000;
     constexpr Kind kind{100, Dress::Plain};
     std::vector<Case> cases;
-    for (const std::size_t number : {1U, 100U, 10000U})
+    const auto add = [&cases, kind](const char* group, std::size_t number, bool onOwnChannels)
     {
-        cases.push_back({"consumers", std::to_string(number), number > 100 ? amongMany : target,
-                         [number, kind](const Site& site)
-                         { return ConsumeOn(site, kind, Amqp::Auto, number, false); }});
+        const auto prepare = [number, onOwnChannels, kind](const Site& site)
+        { return ConsumeOn(site, kind, Amqp::Auto, number, onOwnChannels); };
+        cases.push_back({.group = group,
+                         .name = std::to_string(number),
+                         .target = number < many ? 0.85 : 0.7,
+                         .prepare = prepare,
+                         .longOnBroker = true});
+    };
+    for (const std::size_t number : {std::size_t{1}, std::size_t{100}, many})
+    {
+        add("consumers", number, false);
     }
     for (const std::size_t number : {1U, 20U, 200U})
     {
-        cases.push_back({"channels", std::to_string(number), target,
-                         [number, kind](const Site& site) { return ConsumeOn(site, kind, Amqp::Auto, number, true); }});
+        add("channels", number, true);
     }
     return cases;
 }

@@ -48,30 +48,43 @@ std::size_t FindCount(const Side& side, double seconds)
     }
 }
 
-} // namespace
-
-Comparison Compare(const Side& first, const Side& second, const Effort& effort, std::size_t count)
+struct Times
 {
-    if (count == 0)
-    {
-        count = FindCount(second, effort.seconds);
-    }
-    Time(first, count); // both are warm then
-    Time(second, count);
-
-    std::vector<double> ofFirst;
-    std::vector<double> ofSecond;
+    std::vector<double> library;
+    std::vector<double> bare;
     std::vector<double> ratios;
-    for (std::size_t round = 0; round < effort.rounds; ++round)
+};
+
+void RunRounds(const Sides& sides, std::size_t rounds, std::size_t count, Times& times)
+{
+    Time(sides.library, count); // both are warm then
+    Time(sides.bare, count);
+    for (std::size_t round = 0; round < rounds; ++round)
     {
         const bool swapped = round % 2 != 0;
-        const double earlier = Time(swapped ? second : first, count);
-        const double later = Time(swapped ? first : second, count);
-        ofFirst.push_back((swapped ? later : earlier) / static_cast<double>(count));
-        ofSecond.push_back((swapped ? earlier : later) / static_cast<double>(count));
-        ratios.push_back(ofSecond.back() / ofFirst.back());
+        const double earlier = Time(swapped ? sides.bare : sides.library, count);
+        const double later = Time(swapped ? sides.library : sides.bare, count);
+        times.library.push_back((swapped ? later : earlier) / static_cast<double>(count));
+        times.bare.push_back((swapped ? earlier : later) / static_cast<double>(count));
+        times.ratios.push_back(times.bare.back() / times.library.back());
     }
-    return {Median(ofFirst), Median(ofSecond), Median(ratios)};
+}
+
+} // namespace
+
+Comparison Compare(const std::function<Sides()>& prepare, const Effort& effort, std::size_t count)
+{
+    Times times;
+    for (std::size_t setting = 0; setting < effort.settings; ++setting)
+    {
+        const Sides sides = prepare();
+        if (count == 0)
+        {
+            count = FindCount(sides.bare, effort.seconds);
+        }
+        RunRounds(sides, effort.rounds, count, times);
+    }
+    return {Median(times.library), Median(times.bare), Median(times.ratios)};
 }
 
 } // namespace Bench

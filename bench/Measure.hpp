@@ -16,21 +16,29 @@ struct Side
     std::function<void()> after{};
 };
 
+// Two ways, and what they share.
+struct Sides
+{
+    Side library;
+    Side bare; // the same work on rabbitmq-c alone
+};
+
 struct Effort
 {
-    std::size_t rounds;
-    double seconds; // about, for one side in one round
+    std::size_t settings; // how often both sides are made anew
+    std::size_t rounds;   // with each
+    double seconds;       // about, for one side in one round
 };
 
 struct Comparison
 {
-    double first = 0; // seconds for one piece of work, median over the rounds
-    double second = 0;
-    double ratio = 0; // how many times as fast the first one is: the median of the ratios of the rounds
+    double library = 0; // seconds for one piece of work, median over all rounds
+    double bare = 0;
+    double ratio = 0; // how many times as fast the library is: the median of the ratios of the rounds
 };
 
 // Each round runs both sides, the one that begins alternating. `count` is how much one round does; 0 to find out how
 // much takes the time that the effort allows.
-Comparison Compare(const Side& first, const Side& second, const Effort& effort, std::size_t count = 0);
+Comparison Compare(const std::function<Sides()>& prepare, const Effort& effort, std::size_t count = 0);
 
 } // namespace Bench

@@ -26,7 +26,8 @@ struct Kind
     std::size_t size;
     Dress dress;
 
-    std::string Name() const; // such as "100 B" or "4 KiB, properties"
+    std::string Name() const; // such as "100 B"
+    bool IsLarge() const { return size >= 65536; }
 };
 
 // Of bodies of 16 B, 100 B, 4 KiB and 128 KiB, plain and rich.

@@ -36,7 +36,8 @@ public:
         headers[1].value.value.bytes = Bytes(hash);
         headers[2].value.value.u64 = index;
         amqp_basic_properties_t properties{};
-        properties._flags = AMQP_BASIC_DELIVERY_MODE_FLAG | AMQP_BASIC_HEADERS_FLAG;
+        properties._flags = AMQP_BASIC_CONTENT_TYPE_FLAG | AMQP_BASIC_DELIVERY_MODE_FLAG | AMQP_BASIC_HEADERS_FLAG;
+        properties.content_type = Bytes("text/plain");
         properties.delivery_mode = 2;
         properties.headers = {static_cast<int>(headers.size()), headers.data()};
         return properties;
@@ -208,15 +209,25 @@ std::vector<Case> MultipartCases(std::size_t bodySize)
 {
     constexpr std::size_t kibi = 1024;
     constexpr std::size_t rounds = 5;
+    constexpr std::size_t small = 64 * kibi * kibi; // of small parts there would be too many
     std::vector<Case> cases;
-    for (const std::size_t partSize : {64 * kibi, kibi * kibi, 16 * kibi * kibi})
+    const auto add = [&cases](const char* way, std::size_t body, std::size_t part, double target, auto sidesOf)
     {
-        const std::string parts =
-            std::to_string(bodySize / kibi / kibi) + " MiB in parts of " + std::to_string(partSize / kibi) + " KiB, ";
-        cases.push_back({"multipart", parts + "send", 0.9,
-                         [=](const Site& site) { return SendingParts(site, bodySize, partSize); }, 1, rounds});
-        cases.push_back({"multipart", parts + "receive", 0.8,
-                         [=](const Site& site) { return ReceivingParts(site, bodySize, partSize); }, 1, rounds});
+        cases.push_back({.group = "multipart",
+                         .name = std::to_string(body / kibi / kibi) + " MiB in parts of " +
+                                 std::to_string(part / kibi) + " KiB, " + way,
+                         .target = target,
+                         .prepare = [=](const Site& site) { return sidesOf(site, body, part); },
+                         .count = 1,
+                         .mostRounds = rounds,
+                         .manySettings = true,
+                         .longOnBroker = true});
+    };
+    add("send", small, kibi, 0.9, SendingParts);
+    for (const std::size_t part : {64 * kibi, kibi * kibi, 16 * kibi * kibi})
+    {
+        add("send", bodySize, part, 0.9, SendingParts);
+        add("receive", bodySize, part, 0.8, ReceivingParts);
     }
     return cases;
 }

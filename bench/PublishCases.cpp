@@ -28,7 +28,7 @@ Sides Publishing(const Site& site, const Kind& kind)
             BarePublishing(pair)};
 }
 
-void Ignore(const Amqp::Envelope&, const Amqp::AckStatus&) {}
+void Ignore(const Amqp::Envelope& /*message*/, const Amqp::AckStatus& /*status*/) {}
 
 // By hand: a number as the message id, by which a message that is returned finds its callback.
 class Numbered
@@ -90,11 +90,18 @@ std::vector<Case> PublishCases()
     std::vector<Case> cases;
     for (const Kind& kind : AllKinds())
     {
-        cases.push_back({"publish", kind.Name(), target, [kind](const Site& site) { return Publishing(site, kind); }});
+        cases.push_back({.group = "publish",
+                         .name = kind.Name(),
+                         .target = target,
+                         .prepare = [kind](const Site& site) { return Publishing(site, kind); },
+                         .manySettings = kind.IsLarge()});
         if (kind.dress == Dress::Plain)
         {
-            cases.push_back({"publish", kind.Name() + ", callback", target,
-                             [kind](const Site& site) { return PublishingWithCallback(site, kind); }});
+            cases.push_back({.group = "publish",
+                             .name = kind.Name() + ", callback",
+                             .target = target,
+                             .prepare = [kind](const Site& site) { return PublishingWithCallback(site, kind); },
+                             .manySettings = kind.IsLarge()});
         }
     }
     return cases;
@@ -107,8 +114,11 @@ std::vector<Case> BatchCases()
     for (const Kind& kind : AllKinds())
     {
         const bool judged = kind.size == 100 && kind.dress == Dress::Plain;
-        cases.push_back({"batch", kind.Name(), judged ? std::optional(target) : std::nullopt,
-                         [kind](const Site& site) { return PublishingInBatches(site, kind); }});
+        cases.push_back({.group = "batch",
+                         .name = kind.Name(),
+                         .target = judged ? std::optional(target) : std::nullopt,
+                         .prepare = [kind](const Site& site) { return PublishingInBatches(site, kind); },
+                         .manySettings = kind.IsLarge()});
     }
     return cases;
 }

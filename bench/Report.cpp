@@ -39,7 +39,7 @@ Report::Report(const std::string& file)
             throw std::runtime_error("cannot write to " + file);
         }
     }
-    std::printf("%-11s %-36s %10s %10s %7s %7s %-7s %7s\n", "", "", "library", "rabbitmq-c", "ratio", "target", "",
+    std::printf("%-11s %-42s %10s %10s %7s %7s %-7s %7s\n", "", "", "library", "rabbitmq-c", "ratio", "target", "",
                 "broker");
 }
 
@@ -54,13 +54,13 @@ void Report::Add(const Case& measured, const Comparison& onPeer, const std::opti
         verdict = enough ? "met" : "missed";
         ++(enough ? met : missed);
     }
-    std::printf("%-11s %-36s %10s %10s %7s %7s %-7s %7s\n", measured.group.c_str(), measured.name.c_str(),
-                Duration(onPeer.first).c_str(), Duration(onPeer.second).c_str(), Number(onPeer.ratio).c_str(),
+    std::printf("%-11s %-42s %10s %10s %7s %7s %-7s %7s\n", measured.group.c_str(), measured.name.c_str(),
+                Duration(onPeer.library).c_str(), Duration(onPeer.bare).c_str(), Number(onPeer.ratio).c_str(),
                 target.c_str(), verdict, broker.c_str());
     std::fflush(stdout);
     if (figures.is_open())
     {
-        figures << measured.group << '\t' << measured.name << '\t' << onPeer.first << '\t' << onPeer.second << '\t'
+        figures << measured.group << '\t' << measured.name << '\t' << onPeer.library << '\t' << onPeer.bare << '\t'
                 << onPeer.ratio << '\t' << target << '\t' << broker << '\n';
     }
 }

@@ -20,7 +20,7 @@ namespace
 
 using namespace Bench;
 
-constexpr std::size_t mebi = 1024 * 1024;
+constexpr std::size_t mebi = std::size_t{1024} * 1024;
 
 std::vector<Case> AllCases(bool quick)
 {
@@ -33,38 +33,69 @@ std::vector<Case> AllCases(bool quick)
     return all;
 }
 
-Comparison Measure(const Case& wanted, const Site& site, Effort effort)
+void RunLibrary(const Case& wanted, const Site& site, std::size_t count)
 {
     const Sides sides = wanted.prepare(site);
-    effort.rounds = std::min(effort.rounds, wanted.mostRounds);
-    return Compare(sides.library, sides.bare, effort, wanted.count);
+    sides.library.run(count);
+    if (sides.library.after)
+    {
+        sides.library.after();
+    }
+}
+
+Comparison Measure(const Case& wanted, const Site& site, Effort effort)
+{
+    const std::size_t rounds = std::min(effort.rounds, wanted.mostRounds);
+    effort.settings = wanted.manySettings ? std::min(effort.settings, rounds) : 1;
+    effort.rounds = rounds / effort.settings;
+    return Compare([&] { return wanted.prepare(site); }, effort, wanted.count);
+}
+
+std::string Title(const Case& one)
+{
+    return one.group + " " + one.name;
+}
+
+// The one that has this title, or all whose title contains it.
+std::vector<Case> Wanted(const Options& options)
+{
+    std::vector<Case> cases = AllCases(options.quick);
+    const bool exact =
+        std::any_of(cases.begin(), cases.end(), [&](const Case& one) { return Title(one) == options.only; });
+    std::erase_if(cases, [&](const Case& one)
+                  { return exact ? Title(one) != options.only : Title(one).find(options.only) == std::string::npos; });
+    return cases;
 }
 
 void MeasureAll(const Options& options, const Site& peer)
 {
-    const Effort onPeer = options.quick ? Effort{5, 0.01} : Effort{25, 0.04};
-    const Effort onBroker = options.quick ? Effort{3, 0.01} : Effort{9, 0.04};
+    const Effort onPeer = options.quick ? Effort{1, 5, 0.01} : Effort{7, 35, 0.03};
+    const Effort onBroker = options.quick ? Effort{1, 3, 0.01} : Effort{3, 9, 0.03};
     const auto broker = options.withBroker ? std::optional(BrokerOfTheEnvironment()) : std::nullopt;
     Report report(options.output);
-    for (Case wanted : AllCases(options.quick))
+    for (const Case& wanted : Wanted(options))
     {
-        if (options.count != 0)
-        {
-            wanted.count = wanted.count == 0 ? options.count : wanted.count;
-            wanted.mostRounds = 1;
-        }
-        if ((wanted.group + " " + wanted.name).find(options.only) == std::string::npos)
-        {
-            continue;
-        }
         std::optional<Comparison> brokers;
-        if (broker && wanted.onBroker)
+        if (broker && !(options.quick && wanted.longOnBroker))
         {
             brokers = Measure(wanted, *broker, onBroker);
         }
         report.Add(wanted, Measure(wanted, peer, onPeer), brokers);
     }
     report.Finish();
+}
+
+void Work(const Options& options, const Site& peer)
+{
+    if (options.count == 0)
+    {
+        MeasureAll(options, peer);
+        return;
+    }
+    for (const Case& wanted : Wanted(options))
+    {
+        RunLibrary(wanted, peer, options.count);
+    }
 }
 
 Site PeerAt(const std::string& text)
@@ -110,11 +141,11 @@ void Start(const Options& options)
     }
     if (!options.peer.empty())
     {
-        MeasureAll(options, PeerAt(options.peer));
+        Work(options, PeerAt(options.peer));
         return;
     }
     const PeerProcess peer;
-    MeasureAll(options, {"127.0.0.1", peer.Port(), "guest", "guest", "/", false});
+    Work(options, {"127.0.0.1", peer.Port(), "guest", "guest", "/", false});
 }
 
 } // namespace

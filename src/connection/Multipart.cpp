@@ -1,10 +1,13 @@
 #include "connection/Multipart.hpp"
 
+#include "connection/OutgoingMessage.hpp"
 #include "connection/PartHeader.hpp"
 
+#include <amqp/Batch.hpp>
 #include <amqp/Channel.hpp>
 #include <amqp/Hash.hpp>
 
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -77,6 +80,11 @@ void Channel::Publish(std::string_view exchange, std::string_view routingKey, co
         alive = std::make_shared<char>();
     }
     const std::weak_ptr<void> watch = alive;
+    std::optional<Batch> together;
+    if (partSize < gatheredBelow)
+    {
+        together.emplace(*this);
+    }
     PartSeries series(envelope, partSize);
     while (const Envelope* const part = watch.expired() ? nullptr : series.Next())
     {

@@ -18,6 +18,9 @@ struct OutgoingMessage
     std::string_view body;
 };
 
+/// Bodies of so many bytes and more leave in full segments anyway: gathering would only hold them up.
+inline constexpr std::size_t gatheredBelow = 16384;
+
 /// What a frame puts around its payload: type, channel, size and end octet.
 inline constexpr std::size_t frameOverhead = 8;
 

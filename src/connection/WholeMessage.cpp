@@ -7,6 +7,19 @@
 namespace Amqp
 {
 
+// The highest octet first. The position is kept aside: writing characters through it might change it, for all that the
+// compiler knows.
+template <typename Integer>
+void WholeMessage::Number(Integer value)
+{
+    char* at = next;
+    for (std::size_t octet = sizeof value; octet-- > 0;)
+    {
+        *at++ = static_cast<char>(value >> (8 * octet));
+    }
+    next = at;
+}
+
 std::optional<std::string_view> WholeMessage::Encode(std::uint16_t channel, const OutgoingMessage& message)
 {
     amqp_basic_publish_t publish{};
@@ -14,7 +27,7 @@ std::optional<std::string_view> WholeMessage::Encode(std::uint16_t channel, cons
     publish.routing_key = ToBytes(message.routingKey);
     publish.mandatory = message.mandatory;
     char* payload = BeginFrame(AMQP_FRAME_METHOD, channel);
-    Number(AMQP_BASIC_PUBLISH_METHOD, sizeof(amqp_method_number_t));
+    Number(amqp_method_number_t{AMQP_BASIC_PUBLISH_METHOD});
     if (!Advance(amqp_encode_method(AMQP_BASIC_PUBLISH_METHOD, &publish, Rest())))
     {
         return {};
@@ -23,9 +36,9 @@ std::optional<std::string_view> WholeMessage::Encode(std::uint16_t channel, cons
 
     amqp_basic_properties_t properties = message.properties;
     payload = BeginFrame(AMQP_FRAME_HEADER, channel);
-    Number(AMQP_BASIC_CLASS, sizeof(std::uint16_t));
-    Number(0, sizeof(std::uint16_t)); // the weight, which is always so
-    Number(message.body.size(), sizeof(std::uint64_t));
+    Number(std::uint16_t{AMQP_BASIC_CLASS});
+    Number(std::uint16_t{0}); // the weight, which is always so
+    Number(std::uint64_t{message.body.size()});
     if (!Advance(amqp_encode_properties(AMQP_BASIC_CLASS, &properties, Rest())))
     {
         return {};
@@ -47,9 +60,9 @@ std::optional<std::string_view> WholeMessage::Encode(std::uint16_t channel, cons
 
 char* WholeMessage::BeginFrame(std::uint8_t type, std::uint16_t channel)
 {
-    Number(type, sizeof type);
-    Number(channel, sizeof channel);
-    Number(0, sizeof(std::uint32_t)); // the size, which EndFrame knows
+    Number(type);
+    Number(channel);
+    Number(std::uint32_t{0}); // the size, which EndFrame knows
     return next;
 }
 
@@ -57,17 +70,9 @@ void WholeMessage::EndFrame(char* payload)
 {
     char* const end = next;
     next = payload - sizeof(std::uint32_t);
-    Number(static_cast<std::uint64_t>(end - payload), sizeof(std::uint32_t));
+    Number(static_cast<std::uint32_t>(end - payload));
     next = end;
-    Number(AMQP_FRAME_END, sizeof(std::uint8_t));
-}
-
-void WholeMessage::Number(std::uint64_t value, std::size_t width)
-{
-    for (std::size_t octet = width; octet-- > 0;)
-    {
-        *next++ = static_cast<char>(value >> (8 * octet));
-    }
+    Number(std::uint8_t{AMQP_FRAME_END});
 }
 
 amqp_bytes_t WholeMessage::Rest()

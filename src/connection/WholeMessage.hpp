@@ -22,7 +22,8 @@ public:
 private:
     char* BeginFrame(std::uint8_t type, std::uint16_t channel);
     void EndFrame(char* payload);
-    void Number(std::uint64_t value, std::size_t width);
+    template <typename Integer>
+    void Number(Integer value);
     /// For rabbitmq-c to encode something into; a frame's end fits behind it.
     amqp_bytes_t Rest();
     bool Advance(int encoded);

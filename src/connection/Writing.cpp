@@ -17,9 +17,6 @@ namespace
 // The method, and the properties but for headers: some texts of up to 255 bytes.
 constexpr std::size_t smallFrames = 4096;
 
-// A body from which on gathering only holds up what would leave in full segments anyway.
-constexpr std::size_t large = 16384;
-
 // Lets the socket fail when what is written meanwhile is not taken in time.
 class LimitedWrite
 {
@@ -68,7 +65,7 @@ int Connection::ConnectionImpl::Write(std::uint16_t channel, const OutgoingMessa
 int Connection::ConnectionImpl::WriteAtOnce(std::uint16_t channel, const OutgoingMessage& message)
 {
     std::optional<Gathering::Pause> pause;
-    if (gathering.IsOn() && message.body.size() >= large)
+    if (gathering.IsOn() && message.body.size() >= gatheredBelow)
     {
         pause.emplace(gathering);
     }

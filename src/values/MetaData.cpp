@@ -200,7 +200,10 @@ MetaData::LazyTable::LazyTable(const LazyTable& other) : decoded(other.Get()) {}
 
 MetaData::LazyTable& MetaData::LazyTable::operator=(const LazyTable& other)
 {
-    Get() = other.Get();
+    if (this != &other)
+    {
+        Get() = other.Get();
+    }
     return *this;
 }
 
