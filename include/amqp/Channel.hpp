@@ -12,8 +12,8 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <fstream>
 #include <functional>
+#include <iosfwd>
 #include <memory>
 #include <string>
 #include <string_view>

@@ -7,6 +7,7 @@
 #include <amqp/Channel.hpp>
 #include <amqp/Hash.hpp>
 
+#include <fstream>
 #include <optional>
 #include <stdexcept>
 #include <string>
