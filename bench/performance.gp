@@ -2,7 +2,7 @@
 # is, case by case. Run from the project's folder.
 results = 'build/bench/results.tsv'
 set datafile separator '\t'
-set terminal svg size 900, 1200 font 'sans-serif,11' background 'white'
+set terminal svg size 900, 1200 noenhanced font 'sans-serif,11' background 'white'
 set output 'docs/performance.svg'
 set title 'The speed of the library, where rabbitmq-c alone is 1'
 set style fill solid 0.8 noborder

@@ -1,5 +1,6 @@
 // How a message gets onto the wire: at once where it fits into the socket, frame by frame where it does not, so that
-// rabbitmq-c never waits for a peer that has fallen silent.
+// rabbitmq-c never waits for a peer that has fallen silent. A small message of a batch goes in one piece, past
+// rabbitmq-c, whose encoders are used, and which need not know what has been written.
 #include "connection/ConnectionImpl.hpp"
 
 #include "connection/SocketOptions.hpp"
