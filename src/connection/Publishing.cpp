@@ -4,7 +4,9 @@
 #include "values/Bytes.hpp"
 #include "values/PropertiesCodec.hpp"
 
-#include <string>
+#include <array>
+#include <charconv>
+#include <limits>
 #include <utility>
 
 namespace Amqp
@@ -20,11 +22,11 @@ void Connection::ConnectionImpl::Publish(Channel& channel, std::string_view exch
     }
     RequireNotClosed(channel);
     EncodedProperties properties = EncodeProperties(envelope);
-    std::string messageId;
+    std::array<char, std::numeric_limits<std::uint64_t>::digits10 + 1> messageId;
     if (callback)
     {
-        messageId = std::to_string(++publishSequence);
-        properties.value.message_id = ToBytes(messageId);
+        const char* const end = std::to_chars(messageId.begin(), messageId.end(), ++publishSequence).ptr;
+        properties.value.message_id = ToBytes({messageId.data(), static_cast<std::size_t>(end - messageId.data())});
         properties.value._flags |= AMQP_BASIC_MESSAGE_ID_FLAG;
     }
 
