@@ -70,52 +70,11 @@ public:
     amqp_field_value_t value{};
 };
 
-amqp_field_value_t EncodeArray(const Array& array)
-{
-    Encoding encoding;
-    encoding.value.kind = AMQP_FIELD_KIND_ARRAY;
-    encoding.value.value.array = {0, nullptr};
-    if (!array.Empty())
-    {
-        amqp_array_t& encoded = encoding.value.value.array;
-        encoded.entries = AllocateEntries<amqp_field_value_t>(array.Entries().size());
-        for (const FieldValue& element : array.Entries())
-        {
-            encoded.entries[encoded.num_entries] = EncodeFieldValue(element);
-            ++encoded.num_entries;
-        }
-    }
-    return encoding.Finish();
-}
+amqp_field_value_t EncodeArray(const Array& array);
 
-void EncodeEntries(const Table& table, amqp_table_t& encoded)
+// Into the place where the value is to stay: copying what was just written takes longer than writing it.
+void EncodeInto(const FieldValue& value, amqp_field_value_t& encoded)
 {
-    for (const auto& [key, value] : table.Entries())
-    {
-        new (encoded.entries + encoded.num_entries) amqp_table_entry_t{ToBytes(key), EncodeFieldValue(value)};
-        ++encoded.num_entries;
-    }
-}
-
-} // namespace
-
-amqp_field_value_t EncodeTable(const Table& table)
-{
-    Encoding encoding;
-    encoding.value.kind = AMQP_FIELD_KIND_VOID;
-    encoding.value.value.table = {0, nullptr};
-    if (!table.Empty())
-    {
-        encoding.value.value.table.entries = AllocateEntries<amqp_table_entry_t>(table.Entries().size());
-        encoding.value.kind = AMQP_FIELD_KIND_TABLE;
-        EncodeEntries(table, encoding.value.value.table);
-    }
-    return encoding.Finish();
-}
-
-amqp_field_value_t EncodeFieldValue(const FieldValue& value)
-{
-    amqp_field_value_t encoded{};
     switch (value.index())
     {
     case 0:
@@ -167,7 +126,8 @@ amqp_field_value_t EncodeFieldValue(const FieldValue& value)
         encoded.value.bytes = ToBytes(std::get<11>(value));
         break;
     case 12:
-        return EncodeArray(std::get<12>(value));
+        encoded = EncodeArray(std::get<12>(value));
+        break;
     case 13:
         encoded = EncodeTable(std::get<13>(value));
         encoded.kind = AMQP_FIELD_KIND_TABLE;
@@ -175,6 +135,57 @@ amqp_field_value_t EncodeFieldValue(const FieldValue& value)
     default: // valueless after a failed assignment
         encoded.kind = AMQP_FIELD_KIND_VOID;
     }
+}
+
+amqp_field_value_t EncodeArray(const Array& array)
+{
+    Encoding encoding;
+    encoding.value.kind = AMQP_FIELD_KIND_ARRAY;
+    encoding.value.value.array = {0, nullptr};
+    if (!array.Empty())
+    {
+        amqp_array_t& encoded = encoding.value.value.array;
+        encoded.entries = AllocateEntries<amqp_field_value_t>(array.Entries().size());
+        for (const FieldValue& element : array.Entries())
+        {
+            EncodeInto(element, encoded.entries[encoded.num_entries]);
+            ++encoded.num_entries;
+        }
+    }
+    return encoding.Finish();
+}
+
+void EncodeEntries(const Table& table, amqp_table_t& encoded)
+{
+    for (const auto& [key, value] : table.Entries())
+    {
+        amqp_table_entry_t& entry = encoded.entries[encoded.num_entries];
+        entry.key = ToBytes(key);
+        EncodeInto(value, entry.value);
+        ++encoded.num_entries;
+    }
+}
+
+} // namespace
+
+amqp_field_value_t EncodeTable(const Table& table)
+{
+    Encoding encoding;
+    encoding.value.kind = AMQP_FIELD_KIND_VOID;
+    encoding.value.value.table = {0, nullptr};
+    if (!table.Empty())
+    {
+        encoding.value.value.table.entries = AllocateEntries<amqp_table_entry_t>(table.Entries().size());
+        encoding.value.kind = AMQP_FIELD_KIND_TABLE;
+        EncodeEntries(table, encoding.value.value.table);
+    }
+    return encoding.Finish();
+}
+
+amqp_field_value_t EncodeFieldValue(const FieldValue& value)
+{
+    amqp_field_value_t encoded{};
+    EncodeInto(value, encoded);
     return encoded;
 }
 
