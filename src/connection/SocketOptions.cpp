@@ -73,14 +73,6 @@ bool InputIsCrowded([[maybe_unused]] int socket)
     return false;
 }
 
-bool AwaitWritable(int socket, std::chrono::milliseconds limit)
-{
-    constexpr std::chrono::milliseconds longest(std::numeric_limits<int>::max());
-    pollfd waiting{socket, POLLOUT, 0};
-    const int ready = poll(&waiting, 1, static_cast<int>(std::min(limit, longest).count()));
-    return ready > 0 || (ready < 0 && errno != EINTR);
-}
-
 void WriteLimit([[maybe_unused]] int socket, [[maybe_unused]] std::chrono::milliseconds limit)
 {
 #ifdef TCP_USER_TIMEOUT
@@ -99,6 +91,19 @@ void Push(int socket)
 {
     const int on = 1;
     setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+}
+
+bool AwaitWritable(int socket, std::chrono::milliseconds limit)
+{
+    constexpr std::chrono::milliseconds longest(std::numeric_limits<int>::max());
+    pollfd waiting{socket, POLLOUT, 0};
+    int ready = poll(&waiting, 1, 0);
+    if (ready == 0 && limit.count() > 0)
+    {
+        Push(socket); // what the kernel holds back takes room, too
+        ready = poll(&waiting, 1, static_cast<int>(std::min(limit, longest).count()));
+    }
+    return ready > 0 || (ready < 0 && errno != EINTR);
 }
 
 bool Cork([[maybe_unused]] int socket, [[maybe_unused]] bool on)

@@ -22,6 +22,7 @@ std::optional<std::size_t> Room(int socket);
 bool InputIsCrowded(int socket);
 
 /// Waits until a good part of the send buffer is free, or the socket has failed; false when the time is over before.
+/// What the kernel holds back is sent first: it might be all that keeps the buffer full.
 bool AwaitWritable(int socket, std::chrono::milliseconds limit);
 
 /// How long octets may wait for the peer to take them before the socket fails; 0 for as long as the system lets them.

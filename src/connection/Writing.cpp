@@ -18,6 +18,9 @@ namespace
 // The method, and the properties but for headers: some texts of up to 255 bytes.
 constexpr std::size_t smallFrames = 4096;
 
+// How long to wait for room in the middle of a message before the peer is looked at again.
+constexpr std::chrono::milliseconds betweenLooks(100);
+
 // Lets the socket fail when what is written meanwhile is not taken in time.
 class LimitedWrite
 {
@@ -78,14 +81,15 @@ int Connection::ConnectionImpl::WriteAtOnce(std::uint16_t channel, const Outgoin
                               message.mandatory, /*immediate*/ 0, &message.properties, ToBytes(message.body));
 }
 
-// Gives nothing when nothing was written: rabbitmq-c then finds out why, or waits.
+// Gives nothing when the message is too large, or when the socket fails before anything is written: rabbitmq-c writes
+// it then, or finds out what is wrong. Room is waited for here, since rabbitmq-c would not look at the peer meanwhile.
 std::optional<int> Connection::ConnectionImpl::WriteInOnePiece(std::uint16_t channel, const OutgoingMessage& message)
 {
     WholeMessage whole;
     auto rest = whole.Encode(channel, message);
     const int socket = amqp_get_sockfd(State());
-    std::ptrdiff_t sent = rest ? Socket::Send(socket, *rest) : 0;
-    if (sent <= 0)
+    std::ptrdiff_t sent = rest ? Socket::Send(socket, *rest) : -1;
+    if (sent < 0)
     {
         return {};
     }
@@ -96,7 +100,7 @@ std::optional<int> Connection::ConnectionImpl::WriteInOnePiece(std::uint16_t cha
         {
             return GiveUpPeer();
         }
-        Socket::AwaitWritable(socket, std::chrono::hours(1));
+        Socket::AwaitWritable(socket, betweenLooks);
         sent = Socket::Send(socket, *rest);
         if (sent < 0)
         {

@@ -1,0 +1,167 @@
+// A batch whose peer reads slowly, not at all, or no more: the kernel takes a message in part, and the rest follows or
+// the connection fails. The client's send buffer is made small for that.
+#include <thread>
+
+#include "Batches.hpp"
+#include "Listening.hpp"
+#include "LoginOptions.hpp"
+#include "values/RabbitMq.hpp"
+
+namespace
+{
+
+using Amqp::ErrorCode;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t many = 300; // more than the peer's buffer takes of such bodies
+constexpr std::size_t bodySize = 3000;
+
+std::string BodyOf(std::size_t number)
+{
+    std::string body = std::to_string(number);
+    body.resize(bodySize, 'b');
+    return body;
+}
+
+void ShrinkSendBuffer(int socket)
+{
+    const int size = 32768;
+    EXPECT_EQ(setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &size, sizeof size), 0);
+}
+
+// A client in a batch. With heartbeats, it shrinks its buffer only after it has once looked how much room there is.
+class SqueezedClient
+{
+public:
+    SqueezedClient(const ScriptedBroker& broker, std::chrono::seconds heartbeat)
+        : connection(LogIn(broker, {.heartbeat = heartbeat})),
+          channel(std::make_shared<Amqp::Channel>(connection, noted.Notifier())), batch(*channel)
+    {
+        PublishNext();
+        ShrinkSendBuffer(SocketTo(broker.Port()));
+    }
+
+    void PublishNext() { channel->Publish("", "q", BodyOf(next++), 0, {}); }
+
+    void PublishUntilAnError()
+    {
+        while (noted.errors.empty() && next < many)
+        {
+            PublishNext();
+        }
+    }
+
+    void PublishAll()
+    {
+        while (next < many)
+        {
+            PublishNext();
+        }
+    }
+
+    Noted noted;
+    std::shared_ptr<Amqp::Connection> connection;
+    std::shared_ptr<Amqp::Channel> channel;
+
+private:
+    Amqp::Batch batch;
+    std::size_t next = 0;
+};
+
+void ReceiveAll(Dialogue& peer)
+{
+    for (std::size_t number = 0; number < many; ++number)
+    {
+        peer.ExpectPublish(1, {.routingKey = "q"}, PlainProperties(), BodyOf(number));
+    }
+    peer.CloseChannel(1);
+    peer.CloseConnection();
+}
+
+auto IsLibrary(int status)
+{
+    return IsError(ErrorCode::Library, -status, amqp_error_string2(status));
+}
+
+} // namespace
+
+TEST(BatchPartialWrite, LosesNothingAndKeepsTheOrder)
+{
+    ScriptedBroker broker(
+        [](Dialogue& peer)
+        {
+            peer.Login();
+            peer.OpenChannel(1);
+            std::this_thread::sleep_for(200ms);
+            ReceiveAll(peer);
+        });
+    SqueezedClient client(broker, 0s);
+
+    client.PublishAll();
+
+    EXPECT_THAT(client.noted.errors, testing::IsEmpty());
+}
+
+TEST(BatchPartialWrite, WaitsForAPeerThatSendsHeartbeats)
+{
+    ScriptedBroker broker(
+        [](Dialogue& peer)
+        {
+            peer.Login({.heartbeat = 1});
+            peer.OpenChannel(1);
+            for (const auto end = Clock::now() + 2500ms; Clock::now() < end; std::this_thread::sleep_for(200ms))
+            {
+                peer.SendHeartbeat();
+            }
+            ReceiveAll(peer);
+        });
+    SqueezedClient client(broker, 1s);
+
+    client.PublishAll();
+
+    EXPECT_THAT(client.noted.errors, testing::IsEmpty());
+}
+
+TEST(BatchPartialWrite, EndsWhenThePeerFallsSilent)
+{
+    Event given;
+    ScriptedBroker broker(
+        [&](Dialogue& peer)
+        {
+            peer.Login({.heartbeat = 1});
+            peer.OpenChannel(1);
+            EXPECT_TRUE(given.Wait());
+            peer.Abandon();
+        });
+    SqueezedClient client(broker, 1s);
+    const auto start = Clock::now();
+
+    client.PublishUntilAnError();
+    given.Set();
+    client.PublishNext();
+
+    const auto isSilence = IsLibrary(AMQP_STATUS_HEARTBEAT_TIMEOUT);
+    EXPECT_THAT(client.noted.errors, testing::ElementsAre(isSilence, isSilence));
+    EXPECT_THAT(ErrorOf([&] { client.connection->Run(); }), isSilence);
+    EXPECT_LT(Clock::now() - start, 5s);
+}
+
+TEST(BatchPartialWrite, EndsWhenThePeerResetsTheConnection)
+{
+    ScriptedBroker broker(
+        [](Dialogue& peer)
+        {
+            peer.Login();
+            peer.OpenChannel(1);
+            std::this_thread::sleep_for(300ms); // by then nothing more fits
+            peer.Reset();
+        });
+    SqueezedClient client(broker, 0s);
+
+    client.PublishUntilAnError();
+    client.PublishNext();
+
+    const auto isFailure = IsLibrary(AMQP_STATUS_SOCKET_ERROR);
+    EXPECT_THAT(client.noted.errors, testing::ElementsAre(isFailure, isFailure));
+    EXPECT_THAT(ErrorOf([&] { client.connection->Run(); }), isFailure);
+}
