@@ -120,6 +120,8 @@ private:
     std::optional<int> WriteInOnePiece(std::uint16_t channel, const OutgoingMessage& message);
     int WriteFrameByFrame(std::uint16_t channel, const OutgoingMessage& message);
     int WriteFrame(const amqp_frame_t& frame, std::size_t octets);
+    /// An answer that the broker waits for, and after which nothing may follow: not held back by a batch.
+    void SendAtOnce(std::uint16_t channel, amqp_method_number_t method, void* fields);
     int GiveUpPeer();
     /// Whether something small can be written without waiting for a peer that is gone.
     bool PeerListens();

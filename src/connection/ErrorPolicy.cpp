@@ -57,7 +57,7 @@ bool Connection::ConnectionImpl::CheckReply(Channel& channel, const amqp_rpc_rep
     case ErrorCode::ChannelClosed:
     {
         amqp_channel_close_ok_t closeOk{};
-        amqp_send_method(State(), channel.Token(), AMQP_CHANNEL_CLOSE_OK_METHOD, &closeOk);
+        SendAtOnce(channel.Token(), AMQP_CHANNEL_CLOSE_OK_METHOD, &closeOk);
         channels.erase(channel.Token());
         Notify(channel, std::move(error));
         return false;
@@ -66,7 +66,7 @@ bool Connection::ConnectionImpl::CheckReply(Channel& channel, const amqp_rpc_rep
     {
         // On the channel's own number, where brokers take it as well as on 0.
         amqp_connection_close_ok_t closeOk{};
-        amqp_send_method(State(), channel.Token(), AMQP_CONNECTION_CLOSE_OK_METHOD, &closeOk);
+        SendAtOnce(channel.Token(), AMQP_CONNECTION_CLOSE_OK_METHOD, &closeOk);
         break;
     }
     default:

@@ -173,7 +173,7 @@ bool Connection::ConnectionImpl::HandleMethod(const amqp_frame_t& frame, Channel
 void Connection::ConnectionImpl::AnswerConnectionClose()
 {
     amqp_connection_close_ok_t closeOk{};
-    amqp_send_method(State(), connectionChannel, AMQP_CONNECTION_CLOSE_OK_METHOD, &closeOk);
+    SendAtOnce(connectionChannel, AMQP_CONNECTION_CLOSE_OK_METHOD, &closeOk);
     NoteFailure(AMQP_STATUS_CONNECTION_CLOSED);
     channels.clear();
 }

@@ -162,6 +162,12 @@ int Connection::ConnectionImpl::WriteFrame(const amqp_frame_t& frame, std::size_
     }
 }
 
+void Connection::ConnectionImpl::SendAtOnce(std::uint16_t channel, amqp_method_number_t method, void* fields)
+{
+    const Gathering::Pause pause(gathering);
+    amqp_send_method(State(), channel, method, fields);
+}
+
 int Connection::ConnectionImpl::GiveUpPeer()
 {
     fatalStatus = AMQP_STATUS_HEARTBEAT_TIMEOUT;

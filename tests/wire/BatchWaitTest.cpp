@@ -1,4 +1,5 @@
-// Waits within an open batch: what was gathered before goes out, since their end may depend on it.
+// Waits within an open batch: what was gathered before goes out, since their end may depend on it. So do the answers
+// that the broker waits for.
 #include <atomic>
 #include <thread>
 
@@ -20,6 +21,44 @@ void AwaitUncorked(int socket)
     }
     EXPECT_FALSE(IsCorked(socket));
     EXPECT_EQ(HeldBack(socket), 0);
+}
+
+// The broker sends something in a batch that makes the client answer.
+template <typename Use>
+void ExpectAnsweredAtOnce(const ScriptedBroker::Script& cause, Use use)
+{
+    ScriptedBroker broker(
+        [&](Dialogue& peer)
+        {
+            peer.Login();
+            peer.OpenChannel(1);
+            cause(peer);
+            peer.Abandon();
+        });
+    const WatchedClient client(broker);
+    const Amqp::Batch batch(*client.channel);
+
+    use(client);
+
+    EXPECT_EQ(client.HeldBack(), 0);
+    EXPECT_TRUE(client.IsCorked());
+}
+
+void CloseConnection(Dialogue& peer, std::uint16_t number)
+{
+    peer.Send(number, ConnectionClose{.replyCode = 320, .replyText = "CONNECTION_FORCED"});
+    peer.Expect(number, ConnectionCloseOk{});
+}
+
+void CloseChannel(Dialogue& peer)
+{
+    peer.Send(1, ChannelClose{.replyCode = 404, .replyText = "NOT_FOUND"});
+    peer.Expect(1, ChannelCloseOk{});
+}
+
+void RunToTheEnd(const WatchedClient& client)
+{
+    EXPECT_EQ(client.connection->Run(), false);
 }
 
 } // namespace
@@ -108,4 +147,31 @@ TEST(BatchWait, HoldsNothingBackWhileAChannelIsOpenedAndClosed)
     client.PublishLast();
     other.reset();
     EXPECT_TRUE(client.IsCorked());
+}
+
+TEST(BatchWait, HoldsNoAnswerBackToACloseOfTheConnection)
+{
+    ExpectAnsweredAtOnce([](Dialogue& peer) { CloseConnection(peer, 0); }, &RunToTheEnd);
+}
+
+TEST(BatchWait, HoldsNoAnswerBackToACloseInTheMiddleOfAReturn)
+{
+    ExpectAnsweredAtOnce(
+        [](Dialogue& peer)
+        {
+            peer.Send(1, BasicReturn{.routingKey = "q"});
+            CloseChannel(peer);
+        },
+        [](const WatchedClient& client)
+        {
+            EXPECT_EQ(client.connection->Run(), true);
+            EXPECT_EQ(client.noted.errors.size(), 1U);
+        });
+    ExpectAnsweredAtOnce(
+        [](Dialogue& peer)
+        {
+            peer.Send(1, BasicReturn{.routingKey = "q"});
+            CloseConnection(peer, 1);
+        },
+        [](const WatchedClient& client) { ErrorOf([&] { client.connection->Run(); }); });
 }
