@@ -202,7 +202,9 @@ MetaData::LazyTable& MetaData::LazyTable::operator=(const LazyTable& other)
 {
     if (this != &other)
     {
-        Get() = other.Get();
+        const Table& source = other.Get();
+        encoded = nullptr; // not decoded first: what it had been lent may be gone
+        decoded = source;
     }
     return *this;
 }
@@ -246,6 +248,7 @@ void MetaData::LazyTable::DecodeNow() const
     }
     catch (...)
     {
+        decoded = Table(); // a key that is there already would not be decoded again
         state.store(table, std::memory_order_release);
         throw;
     }

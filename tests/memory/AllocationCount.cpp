@@ -19,6 +19,12 @@ namespace
 {
 
 thread_local AllocationCount count;
+thread_local std::uint64_t untilFailure = UINT64_MAX;
+
+bool Fails()
+{
+    return untilFailure-- == 0;
+}
 
 void* Add(void* block)
 {
@@ -44,12 +50,12 @@ extern "C"
 {
     void* malloc(std::size_t size) noexcept
     {
-        return Add(__libc_malloc(size));
+        return Fails() ? nullptr : Add(__libc_malloc(size));
     }
 
     void* calloc(std::size_t members, std::size_t size) noexcept
     {
-        return Add(__libc_calloc(members, size));
+        return Fails() ? nullptr : Add(__libc_calloc(members, size));
     }
 
     void* realloc(void* block, std::size_t size) noexcept
@@ -89,4 +95,14 @@ AllocationCount Allocated()
 void CountFromZero()
 {
     count = {};
+}
+
+void FailAllocationAfter(std::uint64_t successes)
+{
+    untilFailure = successes;
+}
+
+void FailNoAllocation()
+{
+    untilFailure = UINT64_MAX;
 }

@@ -16,3 +16,8 @@ struct AllocationCount
 AllocationCount Allocated();
 
 void CountFromZero();
+
+// Fails the calling thread's allocation that comes after so many others; the next ones succeed again.
+void FailAllocationAfter(std::uint64_t successes);
+
+void FailNoAllocation();
