@@ -106,3 +106,21 @@ TEST(Notifier, MayDropTheLastChannelAndWithItTheConnection)
     EXPECT_EQ(told, 1);
     EXPECT_EQ(channel, nullptr);
 }
+
+TEST(Notifier, MayDropTheLastChannelAndWithItTheConnectionDuringAPublish)
+{
+    ScriptedBroker broker(OnDroppedChannel([](Dialogue&) {}));
+    std::shared_ptr<Amqp::Channel> channel;
+    int told = 0;
+    channel = std::make_shared<Amqp::Channel>(Connect(broker),
+                                              [&](Amqp::ErrorCode&&)
+                                              {
+                                                  channel.reset();
+                                                  ++told;
+                                              });
+
+    channel->Publish("", tooLong, "cannot be sent", 0, Unexpected());
+
+    EXPECT_EQ(told, 1);
+    EXPECT_EQ(channel, nullptr);
+}

@@ -1,0 +1,69 @@
+// What deliveries leave behind that come on many channels in turn.
+#include "AllocationCount.hpp"
+#include "wire/Messaging.hpp"
+
+#include <iostream>
+
+namespace
+{
+
+constexpr std::uint16_t channels = 40;
+constexpr int turns = 100;
+const std::string body(20'000, 'b');
+
+void DeliverOnEach(Dialogue& peer)
+{
+    for (std::uint16_t channel = 1; channel <= channels; ++channel)
+    {
+        peer.Deliver(channel, {.consumerTag = std::to_string(channel) + "/1"}, {}, body);
+    }
+}
+
+int RunTurn(const Amqp::Connection& connection)
+{
+    int delivered = 0;
+    for (int i = 0; i < channels; ++i)
+    {
+        delivered += connection.Run() == true ? 1 : 0;
+    }
+    return delivered;
+}
+
+} // namespace
+
+TEST(DeliveryMemory, DoesNotGrowWithDeliveriesOnManyChannels)
+{
+    ScriptedBroker broker(
+        [](Dialogue& peer)
+        {
+            peer.Login();
+            for (std::uint16_t channel = 1; channel <= channels; ++channel)
+            {
+                peer.OpenChannel(channel);
+                AcceptConsumer(peer, channel);
+            }
+            for (int turn = 0; turn <= turns; ++turn)
+            {
+                DeliverOnEach(peer);
+            }
+            peer.Abandon();
+        });
+    const auto connection = Connect(broker);
+    std::vector<std::shared_ptr<Amqp::Channel>> held;
+    for (int i = 0; i < channels; ++i)
+    {
+        held.push_back(OpenChannel(connection));
+        held.back()->Subscribe("q", Ignore, Amqp::None, false, false);
+    }
+    ASSERT_EQ(RunTurn(*connection), channels); // makes what is made once
+
+    CountFromZero();
+    for (int turn = 0; turn < turns; ++turn)
+    {
+        ASSERT_EQ(RunTurn(*connection), channels);
+    }
+    const AllocationCount count = Allocated();
+
+    std::cout << turns * channels << " deliveries: " << count.live << " bytes left, " << count.peak << " at a time\n";
+    EXPECT_LT(count.peak, 256 * 1024);
+}
