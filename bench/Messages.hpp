@@ -27,7 +27,7 @@ struct Kind
     Dress dress;
 
     std::string Name() const; // such as "100 B"
-    bool IsLarge() const { return size >= 65536; }
+    bool IsLarge() const { return size >= 4096; }
 };
 
 // Of bodies of 16 B, 100 B, 4 KiB and 128 KiB, plain and rich.

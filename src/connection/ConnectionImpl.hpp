@@ -153,6 +153,7 @@ private:
 
     std::unique_ptr<amqp_connection_state_t_, StateDeleter> state;
     Subscriptions subscriptions;
+    const Subscriptions::value_type* latestConsumer = nullptr; // to which something was delivered
     std::map<std::uint64_t, PublishCallback> pendingReturns;
     std::unordered_map<std::uint16_t, Channel*> channels;
     Table clientProperties;

@@ -9,12 +9,17 @@ namespace Amqp
 
 void Connection::ConnectionImpl::Dispatch(const ReceivedEnvelope& received)
 {
-    const auto found = subscriptions.find(ToView(received->consumer_tag));
-    if (found == subscriptions.end())
+    const std::string_view tag = ToView(received->consumer_tag);
+    if (latestConsumer == nullptr || latestConsumer->first != tag) // mostly there is one
     {
-        return;
+        const auto found = subscriptions.find(tag);
+        if (found == subscriptions.end())
+        {
+            return;
+        }
+        latestConsumer = &*found;
     }
-    Subscription& subscription = *found->second;
+    Subscription& subscription = *latestConsumer->second;
     const Subscription::Use use(subscription); // the handler may unsubscribe itself
     Deliver(subscription, received);
 }

@@ -4,6 +4,7 @@
 
 #include "values/RabbitMq.hpp"
 
+#include <cstring>
 #include <memory>
 #include <utility>
 
@@ -41,7 +42,7 @@ public:
         if (lent.use_count() == 1)
         {
             amqp_destroy_envelope(lent.get());
-            *lent = {};
+            std::memset(lent.get(), 0, sizeof *lent); // what was freed must not be freed again
             spare = std::move(lent);
         }
     }

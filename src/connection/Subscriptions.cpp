@@ -27,6 +27,7 @@ void Connection::ConnectionImpl::Subscribe(Channel& channel, std::string_view co
 
 void Connection::ConnectionImpl::Unsubscribe(Channel& channel, std::string_view consumerTag)
 {
+    latestConsumer = nullptr;
     // Forgotten at once, but released last: its handler may hold the channel.
     const auto forgotten = subscriptions.extract(std::string(consumerTag));
     if (forgotten.empty() || IsClosed(channel.Token()))

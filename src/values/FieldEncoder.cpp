@@ -29,11 +29,17 @@ bool HasBlocks(const amqp_field_value_t& value)
     return value.kind == AMQP_FIELD_KIND_ARRAY || value.kind == AMQP_FIELD_KIND_TABLE;
 }
 
+void ReleaseBlocks(const amqp_field_value_t& value);
+
 void ReleaseEntries(const amqp_table_t& encoded)
 {
     for (int i = 0; i < encoded.num_entries; ++i)
     {
-        ReleaseFieldValue(encoded.entries[i].value);
+        amqp_field_value_t& value = encoded.entries[i].value;
+        if (HasBlocks(value)) // few have
+        {
+            ReleaseBlocks(value);
+        }
     }
 }
 
@@ -191,7 +197,7 @@ amqp_field_value_t EncodeFieldValue(const FieldValue& value)
 
 void ReleaseFieldValue(amqp_field_value_t& value)
 {
-    if (HasBlocks(value)) // few have
+    if (HasBlocks(value))
     {
         ReleaseBlocks(value);
         value = {};
@@ -223,6 +229,10 @@ EncodedTable::EncodedTable(const Table& table)
 
 EncodedTable::~EncodedTable()
 {
+    if (encoded.num_entries == 0)
+    {
+        return;
+    }
     ReleaseEntries(encoded);
     if (encoded.entries != few.data())
     {

@@ -9,23 +9,23 @@ namespace Amqp
 class PropertiesCodec
 {
 public:
-    // All but the headers.
-    static void Encode(const MetaData& metaData, amqp_basic_properties_t& value)
+    static amqp_basic_properties_t Encode(const MetaData& metaData, const amqp_table_t& headers)
     {
-        value._flags = metaData.flags;
-        value.content_type = ToBytes(metaData.contentType);
-        value.content_encoding = ToBytes(metaData.contentEncoding);
-        value.delivery_mode = metaData.deliveryMode;
-        value.priority = metaData.priority;
-        value.correlation_id = ToBytes(metaData.correlationId);
-        value.reply_to = ToBytes(metaData.replyTo);
-        value.expiration = ToBytes(metaData.expiration);
-        value.message_id = ToBytes(metaData.messageId);
-        value.timestamp = metaData.timeStamp;
-        value.type = ToBytes(metaData.type);
-        value.user_id = ToBytes(metaData.userId);
-        value.app_id = ToBytes(metaData.applicationId);
-        value.cluster_id = ToBytes(metaData.clusterId);
+        return {._flags = metaData.flags | (headers.num_entries != 0 ? AMQP_BASIC_HEADERS_FLAG : 0),
+                .content_type = ToBytes(metaData.contentType),
+                .content_encoding = ToBytes(metaData.contentEncoding),
+                .headers = headers,
+                .delivery_mode = metaData.deliveryMode,
+                .priority = metaData.priority,
+                .correlation_id = ToBytes(metaData.correlationId),
+                .reply_to = ToBytes(metaData.replyTo),
+                .expiration = ToBytes(metaData.expiration),
+                .message_id = ToBytes(metaData.messageId),
+                .timestamp = metaData.timeStamp,
+                .type = ToBytes(metaData.type),
+                .user_id = ToBytes(metaData.userId),
+                .app_id = ToBytes(metaData.applicationId),
+                .cluster_id = ToBytes(metaData.clusterId)};
     }
 
     // Lends the message the headers that rabbitmq-c has read.
@@ -36,14 +36,9 @@ public:
     }
 };
 
-EncodedProperties::EncodedProperties(const MetaData& metaData) : headers(metaData.Headers())
+EncodedProperties::EncodedProperties(const MetaData& metaData)
+    : headers(metaData.Headers()), value(PropertiesCodec::Encode(metaData, headers.Get()))
 {
-    PropertiesCodec::Encode(metaData, value);
-    value.headers = headers.Get();
-    if (value.headers.num_entries != 0)
-    {
-        value._flags |= AMQP_BASIC_HEADERS_FLAG;
-    }
 }
 
 EncodedProperties EncodeProperties(const MetaData& metaData)

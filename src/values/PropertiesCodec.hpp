@@ -19,7 +19,7 @@ struct EncodedProperties
     explicit EncodedProperties(const MetaData& metaData);
 
     EncodedTable headers;
-    amqp_basic_properties_t value{};
+    amqp_basic_properties_t value;
 };
 
 EncodedProperties EncodeProperties(const MetaData& metaData);
