@@ -35,7 +35,7 @@ void ReleaseEntries(const amqp_table_t& encoded)
 {
     for (int i = 0; i < encoded.num_entries; ++i)
     {
-        amqp_field_value_t& value = encoded.entries[i].value;
+        const amqp_field_value_t& value = encoded.entries[i].value;
         if (HasBlocks(value)) // few have
         {
             ReleaseBlocks(value);
