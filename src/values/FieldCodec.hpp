@@ -38,6 +38,7 @@ public:
 
 private:
     amqp_table_t encoded{0, nullptr};
+    bool nested = false;
     std::array<amqp_table_entry_t, 8> few; // for a table of no more entries, as most are
 };
 

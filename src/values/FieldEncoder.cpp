@@ -161,15 +161,19 @@ amqp_field_value_t EncodeArray(const Array& array)
     return encoding.Finish();
 }
 
-void EncodeEntries(const Table& table, amqp_table_t& encoded)
+// Gives whether there is something nested, which has blocks of its own.
+bool EncodeEntries(const Table& table, amqp_table_t& encoded)
 {
+    bool nested = false;
     for (const auto& [key, value] : table.Entries())
     {
         amqp_table_entry_t& entry = encoded.entries[encoded.num_entries];
         entry.key = ToBytes(key);
         EncodeInto(value, entry.value);
+        nested = nested || HasBlocks(entry.value);
         ++encoded.num_entries;
     }
+    return nested;
 }
 
 } // namespace
@@ -209,6 +213,7 @@ EncodedTable::EncodedTable(const Table& table)
     if (table.Size() > few.size())
     {
         encoded = EncodeTable(table).value.table;
+        nested = true; // perhaps
         return;
     }
     if (table.Empty())
@@ -218,7 +223,7 @@ EncodedTable::EncodedTable(const Table& table)
     encoded.entries = few.data();
     try
     {
-        EncodeEntries(table, encoded);
+        nested = EncodeEntries(table, encoded);
     }
     catch (...)
     {
@@ -229,12 +234,11 @@ EncodedTable::EncodedTable(const Table& table)
 
 EncodedTable::~EncodedTable()
 {
-    if (encoded.num_entries == 0)
+    if (nested)
     {
-        return;
+        ReleaseEntries(encoded);
     }
-    ReleaseEntries(encoded);
-    if (encoded.entries != few.data())
+    if (encoded.entries != few.data()) // nothing is there when there are none
     {
         std::free(encoded.entries);
     }

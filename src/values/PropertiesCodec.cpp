@@ -2,8 +2,52 @@
 
 #include "values/Bytes.hpp"
 
+#include <array>
+#include <cstdint>
+
 namespace Amqp
 {
+
+namespace
+{
+
+struct TextProperty
+{
+    amqp_flags_t flag;
+    amqp_bytes_t amqp_basic_properties_t::*text;
+};
+
+constexpr std::array textProperties = {
+    TextProperty{AMQP_BASIC_CONTENT_TYPE_FLAG, &amqp_basic_properties_t::content_type},
+    TextProperty{AMQP_BASIC_CONTENT_ENCODING_FLAG, &amqp_basic_properties_t::content_encoding},
+    TextProperty{AMQP_BASIC_CORRELATION_ID_FLAG, &amqp_basic_properties_t::correlation_id},
+    TextProperty{AMQP_BASIC_REPLY_TO_FLAG, &amqp_basic_properties_t::reply_to},
+    TextProperty{AMQP_BASIC_EXPIRATION_FLAG, &amqp_basic_properties_t::expiration},
+    TextProperty{AMQP_BASIC_MESSAGE_ID_FLAG, &amqp_basic_properties_t::message_id},
+    TextProperty{AMQP_BASIC_TYPE_FLAG, &amqp_basic_properties_t::type},
+    TextProperty{AMQP_BASIC_USER_ID_FLAG, &amqp_basic_properties_t::user_id},
+    TextProperty{AMQP_BASIC_APP_ID_FLAG, &amqp_basic_properties_t::app_id},
+    TextProperty{AMQP_BASIC_CLUSTER_ID_FLAG, &amqp_basic_properties_t::cluster_id}};
+
+constexpr std::size_t longestText = 255;
+constexpr std::size_t flagsSize = 2;
+constexpr std::size_t numbersSize = sizeof(std::uint8_t) + sizeof(std::uint8_t) + sizeof(std::uint64_t);
+constexpr std::size_t mostBesideHeaders = flagsSize + textProperties.size() * (1 + longestText) + numbersSize;
+
+std::size_t SizeBesideHeaders(const amqp_basic_properties_t& properties)
+{
+    std::size_t size = flagsSize;
+    for (const TextProperty& property : textProperties)
+    {
+        size += (properties._flags & property.flag) != 0 ? 1 + (properties.*property.text).len : 0;
+    }
+    size += (properties._flags & AMQP_BASIC_DELIVERY_MODE_FLAG) != 0 ? sizeof(properties.delivery_mode) : 0;
+    size += (properties._flags & AMQP_BASIC_PRIORITY_FLAG) != 0 ? sizeof(properties.priority) : 0;
+    size += (properties._flags & AMQP_BASIC_TIMESTAMP_FLAG) != 0 ? sizeof(properties.timestamp) : 0;
+    return size;
+}
+
+} // namespace
 
 // What only the codec sees of a message's properties.
 class PropertiesCodec
@@ -48,52 +92,24 @@ EncodedProperties EncodeProperties(const MetaData& metaData)
 
 int CheckEncodable(const amqp_basic_properties_t& properties, std::size_t room)
 {
-    constexpr amqp_flags_t numbers =
-        AMQP_BASIC_DELIVERY_MODE_FLAG | AMQP_BASIC_PRIORITY_FLAG | AMQP_BASIC_TIMESTAMP_FLAG;
-    if ((properties._flags & ~numbers) == 0)
+    for (const TextProperty& property : textProperties)
     {
-        return AMQP_STATUS_OK; // what most messages have
-    }
-    constexpr std::size_t longestText = 255;
-    std::size_t size = 2; // the flags
-    bool fit = true;
-    const auto add = [&](amqp_flags_t flag, const amqp_bytes_t& text)
-    {
-        if ((properties._flags & flag) != 0)
+        if ((properties._flags & property.flag) != 0 && (properties.*property.text).len > longestText)
         {
-            size += 1 + text.len;
-            fit = fit && text.len <= longestText;
+            return AMQP_STATUS_BAD_AMQP_DATA;
         }
-    };
-    add(AMQP_BASIC_CONTENT_TYPE_FLAG, properties.content_type);
-    add(AMQP_BASIC_CONTENT_ENCODING_FLAG, properties.content_encoding);
-    add(AMQP_BASIC_CORRELATION_ID_FLAG, properties.correlation_id);
-    add(AMQP_BASIC_REPLY_TO_FLAG, properties.reply_to);
-    add(AMQP_BASIC_EXPIRATION_FLAG, properties.expiration);
-    add(AMQP_BASIC_MESSAGE_ID_FLAG, properties.message_id);
-    add(AMQP_BASIC_TYPE_FLAG, properties.type);
-    add(AMQP_BASIC_USER_ID_FLAG, properties.user_id);
-    add(AMQP_BASIC_APP_ID_FLAG, properties.app_id);
-    add(AMQP_BASIC_CLUSTER_ID_FLAG, properties.cluster_id);
-    if (!fit)
-    {
-        return AMQP_STATUS_BAD_AMQP_DATA;
     }
     if ((properties._flags & AMQP_BASIC_HEADERS_FLAG) == 0)
     {
         return AMQP_STATUS_OK; // every other property at its longest fits the smallest frame there is
     }
-
     const auto headers = WireSize(properties.headers);
     if (!headers)
     {
         return AMQP_STATUS_BAD_AMQP_DATA;
     }
-    size += *headers;
-    size += (properties._flags & AMQP_BASIC_DELIVERY_MODE_FLAG) != 0 ? sizeof(properties.delivery_mode) : 0;
-    size += (properties._flags & AMQP_BASIC_PRIORITY_FLAG) != 0 ? sizeof(properties.priority) : 0;
-    size += (properties._flags & AMQP_BASIC_TIMESTAMP_FLAG) != 0 ? sizeof(properties.timestamp) : 0;
-    return size <= room ? AMQP_STATUS_OK : AMQP_STATUS_TABLE_TOO_BIG;
+    const bool fits = *headers + mostBesideHeaders <= room || *headers + SizeBesideHeaders(properties) <= room;
+    return fits ? AMQP_STATUS_OK : AMQP_STATUS_TABLE_TOO_BIG;
 }
 
 void DecodeProperties(const amqp_basic_properties_t& properties, MetaData& metaData)

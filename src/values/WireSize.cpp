@@ -79,12 +79,27 @@ std::optional<std::size_t> WireSize(const amqp_table_t& table)
     for (int i = 0; i < table.num_entries; ++i)
     {
         const amqp_table_entry_t& entry = table.entries[i];
-        const auto value = WireSize(entry.value);
-        if (entry.key.len > longestKey || !value)
+        if (entry.key.len > longestKey)
         {
             return {};
         }
-        size += 1 + entry.key.len + kindField + *value;
+        size += 1 + entry.key.len + kindField;
+        if (entry.value.kind == AMQP_FIELD_KIND_BYTES) // as most are
+        {
+            size += lengthField + entry.value.value.bytes.len;
+        }
+        else if (const std::size_t fixed = FixedSize(entry.value.kind))
+        {
+            size += fixed;
+        }
+        else if (const auto nested = WireSize(entry.value))
+        {
+            size += *nested;
+        }
+        else
+        {
+            return {};
+        }
     }
     return size;
 }
