@@ -67,12 +67,7 @@ std::vector<ErrorCode> ErrorsAfterReset(bool inABatch)
 
 TEST(BatchLoss, MakesItDoNothingAfterTheBrokerHasClosedTheConnection)
 {
-    ScriptedBroker broker(OnDroppedChannel(
-        [](Dialogue& peer)
-        {
-            peer.Send(0, ConnectionClose{.replyCode = 320, .replyText = "CONNECTION_FORCED"});
-            peer.Expect(0, ConnectionCloseOk{});
-        }));
+    ScriptedBroker broker(WithConnectionClosed());
     Client client(broker);
     EXPECT_EQ(client.connection->Run(), false);
 
@@ -82,13 +77,7 @@ TEST(BatchLoss, MakesItDoNothingAfterTheBrokerHasClosedTheConnection)
 
 TEST(BatchLoss, MakesItDoNothingAfterTheEndOfTheStream)
 {
-    ScriptedBroker broker(
-        [](Dialogue& peer)
-        {
-            peer.Login();
-            peer.OpenChannel(1);
-            peer.Abandon();
-        });
+    ScriptedBroker broker(&LoginAndEnd);
     Client client(broker);
     EXPECT_THAT(ErrorOf([&] { client.connection->Run(); }), IsEnd());
 
@@ -98,12 +87,7 @@ TEST(BatchLoss, MakesItDoNothingAfterTheEndOfTheStream)
 
 TEST(BatchLoss, MakesAnInnerOneDoNothing)
 {
-    ScriptedBroker broker(OnDroppedChannel(
-        [](Dialogue& peer)
-        {
-            peer.Send(0, ConnectionClose{.replyCode = 320, .replyText = "CONNECTION_FORCED"});
-            peer.Expect(0, ConnectionCloseOk{});
-        }));
+    ScriptedBroker broker(WithConnectionClosed());
     Client client(broker);
     const Amqp::Batch outer(*client.channel);
     EXPECT_TRUE(outer.Gathers());

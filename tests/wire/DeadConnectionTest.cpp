@@ -35,12 +35,7 @@ void ExpectEveryUseToRepeat(Client& client)
 
 TEST(DeadConnection, ThatTheBrokerClosedRepeatsIt)
 {
-    ScriptedBroker broker(OnDroppedChannel(
-        [](Dialogue& peer)
-        {
-            peer.Send(0, ConnectionClose{.replyCode = 320, .replyText = "CONNECTION_FORCED"});
-            peer.Expect(0, ConnectionCloseOk{});
-        }));
+    ScriptedBroker broker(WithConnectionClosed());
     Client client(broker);
     EXPECT_EQ(client.connection->Run(), false);
 
@@ -49,13 +44,7 @@ TEST(DeadConnection, ThatTheBrokerClosedRepeatsIt)
 
 TEST(DeadConnection, WhoseStreamHasEndedRepeatsIt)
 {
-    ScriptedBroker broker(
-        [](Dialogue& peer)
-        {
-            peer.Login();
-            peer.OpenChannel(1);
-            peer.Abandon();
-        });
+    ScriptedBroker broker(&LoginAndEnd);
     Client client(broker);
     EXPECT_THAT(ErrorOf([&] { client.connection->Run(); }), IsEnd());
 

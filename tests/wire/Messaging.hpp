@@ -32,6 +32,25 @@ inline ScriptedBroker::Script OnDroppedChannel(ScriptedBroker::Script middle)
     };
 }
 
+// With channel 1 open the broker closes the connection.
+inline ScriptedBroker::Script WithConnectionClosed()
+{
+    return OnDroppedChannel(
+        [](Dialogue& peer)
+        {
+            peer.Send(0, ConnectionClose{.replyCode = 320, .replyText = "CONNECTION_FORCED"});
+            peer.Expect(0, ConnectionCloseOk{});
+        });
+}
+
+// With channel 1 open the stream ends.
+inline void LoginAndEnd(Dialogue& peer)
+{
+    peer.Login();
+    peer.OpenChannel(1);
+    peer.Abandon();
+}
+
 // What goes on between opening the channels 1 and 2 and closing them.
 inline ScriptedBroker::Script OnTwoChannels(ScriptedBroker::Script middle)
 {
