@@ -1,7 +1,5 @@
 #include "connection/WholeMessage.hpp"
 
-#include "values/Bytes.hpp"
-
 #include <algorithm>
 
 namespace Amqp
@@ -22,10 +20,7 @@ void WholeMessage::Number(Integer value)
 
 std::optional<std::string_view> WholeMessage::Encode(std::uint16_t channel, const OutgoingMessage& message)
 {
-    amqp_basic_publish_t publish{};
-    publish.exchange = ToBytes(message.exchange);
-    publish.routing_key = ToBytes(message.routingKey);
-    publish.mandatory = message.mandatory;
+    amqp_basic_publish_t publish = PublishMethod(message);
     char* payload = BeginFrame(AMQP_FRAME_METHOD, channel);
     Number(amqp_method_number_t{AMQP_BASIC_PUBLISH_METHOD});
     if (!Advance(amqp_encode_method(AMQP_BASIC_PUBLISH_METHOD, &publish, Rest())))

@@ -112,10 +112,7 @@ std::optional<int> Connection::ConnectionImpl::WriteInOnePiece(std::uint16_t cha
 
 int Connection::ConnectionImpl::WriteFrameByFrame(std::uint16_t channel, const OutgoingMessage& message)
 {
-    amqp_basic_publish_t publish{};
-    publish.exchange = ToBytes(message.exchange);
-    publish.routing_key = ToBytes(message.routingKey);
-    publish.mandatory = message.mandatory;
+    amqp_basic_publish_t publish = PublishMethod(message);
     amqp_frame_t frame{};
     frame.channel = channel;
     frame.frame_type = AMQP_FRAME_METHOD;

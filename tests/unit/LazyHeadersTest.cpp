@@ -107,10 +107,9 @@ TEST(LazyHeaders, AreDecodedByAnAssignmentOfEitherKind)
 TEST(LazyHeaders, AreNotDecodedWhenTheyAreReplaced)
 {
     MetaData target;
-    {
-        Received gone(1);
-        gone.LendTo(target);
-    }
+    Received lent(1);
+    lent.entries.front().key = ToBytes("another");
+    lent.LendTo(target);
     Received received(2);
     MetaData source;
     received.LendTo(source);
