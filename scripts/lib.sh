@@ -47,12 +47,20 @@ ignore_signals() {
     trap '' INT TERM HUP
 }
 
+# The names and the last words of the tests that did not pass, by ctest's report.
+failed_tests() {
+    awk '/<testcase / { on = !/status="run"/ && match($0, /name="[^"]*"/); n = 0
+                        if (on) print substr($0, RSTART, RLENGTH) }
+         on { last[n++ % 40] = $0 }
+         on && /<\/testcase>/ { for (i = n > 40 ? n - 40 : 0; i < n; i++) print last[i % 40] }' "$1"
+}
+
 # run_tests BUILD LABEL JOBS [CTEST ARGUMENTS]
 #
 # Runs the tests with this label, those labelled broker with one, and adds the numbers
 # that ctest reports to the variables passed and failed. A skipped test counts
 # as failed: everything the tests need is there, so nothing is to be skipped.
-# A test that stands for many cases is shown with their number.
+# What failed is added to the file FAILURE_LOG, if there is that variable. A test that stands for many cases is shown with their number.
 run_tests() {
     local build=$1 label=$2 jobs=$3 wrapper=() results status=0 total bad key
     local -A number=()
@@ -85,6 +93,9 @@ run_tests() {
         echo "$label: tests that were skipped or disabled count as failed" >&2
     fi
     failed=$((failed + bad))
+    if ((bad)); then
+        failed_tests "$results" | sed "s/^/$label: /" >>"${FAILURE_LOG:-/dev/null}"
+    fi
     grep -oshm1 'fault matrix: [0-9]* cases' "$results" || true
     echo "$label: $total tests, $bad failed"
 }
