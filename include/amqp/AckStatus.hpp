@@ -1,4 +1,5 @@
-// What a publisher learns of a message that the broker could not route.
+/// @file
+/// What a publisher learns of a message that the broker could not route.
 #pragma once
 
 #include <amqp/Envelope.hpp>

@@ -1,4 +1,5 @@
-// How deliveries are acknowledged: the modes of a subscription, and a handler's verdict on one delivery.
+/// @file
+/// How deliveries are acknowledged: the modes of a subscription, and a handler's verdict on one delivery.
 #pragma once
 
 #include <amqp/Envelope.hpp>

@@ -1,4 +1,5 @@
-// All of the library.
+/// @file
+/// All of the library.
 #pragma once
 
 #include <amqp/AckStatus.hpp>
@@ -17,3 +18,7 @@
 #include <amqp/MetaData.hpp>
 #include <amqp/Producer.hpp>
 #include <amqp/Table.hpp>
+
+/// @namespace Amqp
+/// All that the library offers: Connection and Channel; what travels (Envelope, MetaData, Table, Array); what goes
+/// wrong (ErrorCode); Batch; and the ready-made roles Consumer and Producer.

@@ -1,5 +1,6 @@
-// A sequence of field values. A plain value: copying copies every nested string, array and table. It may be
-// read from several threads as long as none changes it.
+/// @file
+/// A sequence of field values. A plain value: copying copies every nested string, array and table. It may be
+/// read from several threads as long as none changes it.
 #pragma once
 
 #include <amqp/Export.hpp>

@@ -1,4 +1,5 @@
-// A scope in which many messages are published. It holds the channel's connection, and belongs to its thread.
+/// @file
+/// A scope in which many messages are published. It holds the channel's connection, and belongs to its thread.
 #pragma once
 
 #include <amqp/Export.hpp>

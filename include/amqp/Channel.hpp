@@ -1,5 +1,6 @@
-// A channel of a connection: everything that is done with the broker goes through one. It shares ownership of its
-// connection and belongs to the thread that drives that connection.
+/// @file
+/// A channel of a connection: everything that is done with the broker goes through one. It shares ownership of its
+/// connection and belongs to the thread that drives that connection.
 #pragma once
 
 #include <amqp/AckStatus.hpp>
@@ -47,6 +48,7 @@ public:
     /// Opens the next channel of the connection. Numbers start at 1, rise by one for each channel opened on the
     /// connection, and are not reused; the broker limits them (RabbitMQ: 2047 unless configured otherwise).
     ///
+    /// @param connection     the connection, kept as long as the channel lives.
     /// @param errorNotifier  called with each error that belongs to this channel, on the thread that runs into
     ///                       it. It may destroy the channel.
     ///
@@ -129,6 +131,8 @@ public:
     /// Publishes one message (`basic.publish`, amqp_basic_publish). The body is not copied.
     ///
     /// @param exchange   "" is the default exchange, which routes to the queue named by the routing key.
+    /// @param routingKey what the exchange routes by.
+    /// @param envelope   the message. Its body is read during the call only.
     /// @param partSize   the largest body in bytes that goes out as one message; 0 for no limit. A larger body
     ///                   goes out as a series of messages of at most so many bytes, which a subscription of this
     ///                   library joins again. The series carries headers of its own in place of the envelope's.
@@ -166,10 +170,11 @@ public:
     /// The tag is made of the channel's number and a counter, such as "3/17". It is returned even when the broker
     /// refused; then nothing is subscribed.
     ///
+    /// @param queue      the queue to consume; 404 when there is none of that name.
     /// @param handler    called from Connection::Run with each delivery. It is kept until Unsubscribe, or as long as
-    /// the
-    ///                   connection: one that holds the connection or a channel by std::shared_ptr keeps both until
-    ///                   then. Let it hold a std::weak_ptr or a reference.
+    ///                   the connection: one that holds the connection or a channel by std::shared_ptr keeps both
+    ///                   until then. Let it hold a std::weak_ptr or a reference.
+    /// @param mode       who acknowledges the deliveries.
     /// @param noLocal    no messages of this connection's own; RabbitMQ takes no notice of it.
     /// @param exclusive  the only consumer of the queue; refused with 403 when there is another.
     std::string Subscribe(std::string_view queue, DeliveryHandler handler, AcknowledgeMode mode, bool noLocal,

@@ -1,5 +1,6 @@
-// One connection to a broker. It owns the socket and everything known about it; channels share it. Nothing is
-// locked: a connection and its channels belong to one thread at a time. Only Stop may be called from another.
+/// @file
+/// One connection to a broker. It owns the socket and everything known about it; channels share it. Nothing is
+/// locked: a connection and its channels belong to one thread at a time. Only Stop may be called from another.
 #pragma once
 
 #include <amqp/AckStatus.hpp>
@@ -40,7 +41,9 @@ class AMQP_EXPORT Connection
 public:
     /// Connects over plain TCP and logs in with user and password (SASL PLAIN).
     ///
-    /// @param host, port   the broker. This and the four other texts must be zero-terminated; none is kept.
+    /// @param host, port   the broker. This and the other texts must be zero-terminated; none is kept.
+    /// @param user, password   the credentials. They appear in no text of an error.
+    /// @param virtualHost  the part of the broker to work in; RabbitMQ's first one is "/".
     /// @param properties   client properties for the broker to show, copied; none are sent when empty.
     /// @param timeout      how long one Run waits for something to happen, up to 24 days; 0 is without limit. It does
     ///                     not bound connecting and logging in: those take as long as the system and rabbitmq-c let
@@ -99,13 +102,13 @@ public:
     ///                                Code: rabbitmq-c's status without its sign. With `Server`, 2, the broker sent a
     ///                                method that has no place here (such as `basic.cancel` to a client that announced
     ///                                to understand it): only the channel it names is dropped.
-    /// @throws std::bad_function_call a delivery for a subscription whose handler is empty; in
-    /// AcknowledgeMode::Explicit
-    ///                                it is rejected without requeue. The connection is usable.
+    /// @throws std::bad_function_call a delivery for a subscription whose handler is empty; in mode Explicit it is
+    ///                                rejected without requeue. The connection is usable.
     /// @throws std::bad_alloc         no memory for a delivery, or to join the parts of a large body; that part stays
     ///                                unacknowledged.
-    /// @throws std::invalid_argument, std::out_of_range   a returned message carries a message id that is no number
-    ///                                of this library's; that return is lost, the connection is usable.
+    /// @throws std::invalid_argument  a returned message carries no message id, or one that is no number; that return
+    ///                                is lost, the connection is usable.
+    /// @throws std::out_of_range      likewise, of a number that is too large.
     /// @throws std::bad_variant_access   a part of a large body has a hash of a wrong type; the delivery stays
     ///                                unacknowledged, the connection is usable.
     ///

@@ -1,5 +1,6 @@
-// The ready-made receiving side: routing keys of one topic exchange, each bound to a queue and a handler, and a
-// thread that listens. It owns its channels and its thread and shares the connection.
+/// @file
+/// The ready-made receiving side: routing keys of one topic exchange, each bound to a queue and a handler, and a
+/// thread that listens. It owns its channels and its thread and shares the connection.
 #pragma once
 
 #include <amqp/Acknowledge.hpp>
@@ -30,6 +31,7 @@ class AMQP_EXPORT Consumer
 public:
     /// Talks to no broker and starts no thread.
     ///
+    /// @param connection    the connection to listen on, kept as long as the consumer lives.
     /// @param exchangeName  the topic exchange, declared durable by each Bind.
     /// @param log           takes log lines and the texts of channel errors, on the caller's and on the listening
     ///                      thread; may be empty. It must not throw: on that thread, and in the destructor, that
@@ -61,8 +63,11 @@ public:
     /// @param serverNamed  let the broker name the queue; otherwise it is `queuePrefix` followed by `name`.
     ///
     /// A refusal by the broker goes to the log, and Bind then throws ErrorCode ("Channel is closed") at its next step
-    /// unless it was at the last one. @throws ErrorCode, std::runtime_error as Channel does. The channel of a Bind that
-    /// failed stays open as far as it is, until the consumer is destroyed.
+    /// unless it was at the last one. The channel of a Bind that failed stays open as far as it is, until the consumer
+    /// is destroyed.
+    ///
+    /// @throws ErrorCode           as Channel does.
+    /// @throws std::runtime_error  as Channel does.
     void Bind(std::string_view name, std::function<Acknowledge(const Envelope&)> handler, bool serverNamed);
 
     /// Starts listening. To be called once: a second call ends the process.

@@ -1,5 +1,6 @@
-// A message: its properties and a view of its body. The envelope never owns the body. A plain value; it may be
-// read from several threads as long as none changes it.
+/// @file
+/// A message: its properties and a view of its body. The envelope never owns the body. A plain value; it may be
+/// read from several threads as long as none changes it.
 #pragma once
 
 #include <amqp/Export.hpp>

@@ -1,4 +1,5 @@
-// What the library reports when the broker, the connection or rabbitmq-c fails. A plain value.
+/// @file
+/// What the library reports when the broker, the connection or rabbitmq-c fails. A plain value.
 #pragma once
 
 #include <amqp/Export.hpp>

@@ -1,4 +1,5 @@
-// How an exchange routes.
+/// @file
+/// How an exchange routes.
 #pragma once
 
 namespace Amqp

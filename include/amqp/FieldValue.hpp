@@ -1,6 +1,7 @@
-// The value type of AMQP field tables and arrays. Array and Table are only declared here: Array.hpp and
-// Table.hpp each define both, and make the type usable. A plain value that owns what it holds; it may be read
-// from several threads as long as none changes it.
+/// @file
+/// The value type of AMQP field tables and arrays. Array and Table are only declared here: Array.hpp and
+/// Table.hpp each define both, and make the type usable. A plain value that owns what it holds; it may be read
+/// from several threads as long as none changes it.
 #pragma once
 
 #include <cstdint>

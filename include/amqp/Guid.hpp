@@ -1,4 +1,5 @@
-// Random identifiers (UUIDs) and their text form. No state: may be called from any thread.
+/// @file
+/// Random identifiers (UUIDs) and their text form. No state: may be called from any thread.
 #pragma once
 
 #include <amqp/Export.hpp>
@@ -7,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+/// UUIDs: made, written and read.
 namespace Amqp::Guid
 {
 
@@ -23,6 +25,8 @@ namespace Amqp::Guid
 ///
 /// @throws std::runtime_error  "invalid uuid string" for any other text.
 [[nodiscard]] AMQP_EXPORT std::array<unsigned char, 16> FromString(std::string_view text);
+
+/// Reads a std::string in the same way.
 [[nodiscard]] AMQP_EXPORT std::array<unsigned char, 16> FromString(const std::string& text);
 
 } // namespace Amqp::Guid

@@ -1,4 +1,5 @@
-// SHA digests of bytes in memory. No state: may be called from any thread.
+/// @file
+/// SHA digests of bytes in memory. No state: may be called from any thread.
 #pragma once
 
 #include <amqp/Export.hpp>
@@ -7,6 +8,7 @@
 #include <cstddef>
 #include <string_view>
 
+/// Digests, as the parts of a large body carry one.
 namespace Amqp::Hash
 {
 

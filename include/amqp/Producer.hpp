@@ -1,5 +1,6 @@
-// The ready-made sending side: one channel that publishes to one topic exchange, and a table of pending requests
-// for the application. It owns its channel and shares the connection.
+/// @file
+/// The ready-made sending side: one channel that publishes to one topic exchange, and a table of pending requests
+/// for the application. It owns its channel and shares the connection.
 #pragma once
 
 #include <amqp/Channel.hpp>
@@ -32,12 +33,18 @@ class AMQP_EXPORT Producer
 public:
     /// Opens a channel and declares the topic exchange, durable.
     ///
-    /// @param log  takes log lines and the texts of channel errors, on the thread that calls or runs; may be empty.
+    /// @param connection    the connection to publish on, kept as long as the producer lives.
+    /// @param exchangeName  the topic exchange.
+    /// @param log           takes log lines and the texts of channel errors, on the thread that calls or runs; may be
+    ///                      empty.
     ///
-    /// A refusal by the broker goes to the log. @throws ErrorCode, std::runtime_error as Channel does.
+    /// A refusal by the broker goes to the log.
     ///
     /// There is one channel for everything. After an error of it Publish and Reply throw (the channel is closed) or go
     /// on without anybody being told of later errors (it is dropped; see Channel): make another producer.
+    ///
+    /// @throws ErrorCode           as Channel does.
+    /// @throws std::runtime_error  as Channel does.
     Producer(std::shared_ptr<Connection> connection, std::string_view exchangeName,
              std::function<void(std::string_view)> log);
 

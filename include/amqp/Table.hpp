@@ -1,5 +1,6 @@
-// An ordered map from text keys to field values: client properties, message headers. A plain value: copying
-// copies every nested string, array and table. It may be read from several threads as long as none changes it.
+/// @file
+/// An ordered map from text keys to field values: client properties, message headers. A plain value: copying
+/// copies every nested string, array and table. It may be read from several threads as long as none changes it.
 #pragma once
 
 #include <amqp/Array.hpp>
