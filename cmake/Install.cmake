@@ -1,9 +1,12 @@
 # The installed package: find_package(Amqp) gives Amqp::amqp, pkg-config knows it as amqp.
 include(CMakePackageConfigHelpers)
 
-install(TARGETS amqp EXPORT AmqpTargets)
-install(DIRECTORY include/amqp DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(EXPORT AmqpTargets NAMESPACE Amqp:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Amqp)
+# Two components, for whoever packages: what programs need to run, and what it takes to build them.
+install(TARGETS amqp EXPORT AmqpTargets
+    LIBRARY COMPONENT runtime NAMELINK_COMPONENT development
+    ARCHIVE COMPONENT development)
+install(DIRECTORY include/amqp DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
+install(EXPORT AmqpTargets NAMESPACE Amqp:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Amqp COMPONENT development)
 
 # A shared library brings what it needs; a static one leaves that to whoever links it.
 if(BUILD_SHARED_LIBS)
@@ -21,5 +24,6 @@ write_basic_package_version_file(AmqpConfigVersion.cmake COMPATIBILITY SameMajor
 file(RELATIVE_PATH AMQP_UP_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(cmake/amqp.pc.in amqp.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/AmqpConfig.cmake ${CMAKE_CURRENT_BINARY_DIR}/AmqpConfigVersion.cmake
-    DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Amqp)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/amqp.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Amqp COMPONENT development)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/amqp.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
