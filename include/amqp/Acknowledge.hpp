@@ -14,7 +14,7 @@ namespace Amqp
 enum Acknowledge : std::int32_t
 {
     Ack = 0,    ///< Done with it: `basic.ack`.
-    Nack = 1,   ///< Not wanted: `basic.nack` without requeue. The broker drops or dead-letters the message.
+    Nack = 1,   ///< Not wanted: `basic.nack` without requeue. The broker drops it, or dead-letters it by a policy.
     Requeue = 2 ///< Not now: `basic.nack` with requeue. Any value but 0 and 1 acts the same.
 };
 

@@ -88,7 +88,10 @@ public:
     ///
     /// Gives `true` when an event was handled, `false` when the loop should end (Stop was called, or the broker
     /// closed the connection), and nothing when the wait ended without an event. An application loops while the
-    /// result is empty or `true`.
+    /// result is empty or `true`: `while (connection.Run().value_or(true))`.
+    ///
+    /// The wait is for an event to begin: the rest of a message that has begun to arrive is waited for as long as the
+    /// broker is there. A signal does not shorten it.
     ///
     /// Handlers, publish callbacks and error notifiers are called from here and may use the connection's
     /// channels, but must neither call Run nor drop the last reference to the connection. What they throw comes out of
@@ -115,11 +118,12 @@ public:
     /// Calls amqp_consume_message.
     std::optional<bool> Run() const;
 
-    /// Waits at most `timeout` instead; 0 is without limit. See Run(). A negative wait is refused with ErrorCode
-    /// (`Library`, rabbitmq-c's AMQP_STATUS_INVALID_PARAMETER), and costs nothing.
+    /// Waits at most `timeout` instead; 0 is without limit, and 1 microsecond only looks. See Run(). A negative wait is
+    /// refused with ErrorCode (`Library`, rabbitmq-c's AMQP_STATUS_INVALID_PARAMETER), and costs nothing.
     std::optional<bool> Run(std::chrono::microseconds timeout) const;
 
-    /// Makes the next Run return `false` at once, one time. May be called from any thread and from handlers.
+    /// Makes the next Run return `false` at once, one time. May be called from any thread and from delivery
+    /// handlers.
     ///
     /// It does not interrupt a Run that is waiting: that one returns when its wait is over or something arrives.
     void Stop() const;
