@@ -1,5 +1,7 @@
 // A batch whose peer reads slowly, not at all, or no more: the kernel takes a message in part, and the rest follows or
 // the connection fails. The client's send buffer is made small for that.
+#include <atomic>
+#include <future>
 #include <thread>
 
 #include "Batches.hpp"
@@ -43,6 +45,23 @@ public:
 
     void PublishNext() { channel->Publish("", "q", BodyOf(next++), 0, {}); }
 
+    // Called by the peer: returns when the client has been stuck in one message for a while.
+    void AwaitStandstill() const
+    {
+        constexpr auto aWhile = 300ms;
+        std::size_t last = next;
+        auto since = Clock::now();
+        while (last < 2 || Clock::now() - since < aWhile) // the first is published before the buffer is small
+        {
+            std::this_thread::sleep_for(5ms);
+            if (next != last)
+            {
+                last = next;
+                since = Clock::now();
+            }
+        }
+    }
+
     // Gives how long the message took whose error it is.
     Clock::duration PublishUntilAnError()
     {
@@ -69,7 +88,7 @@ public:
 
 private:
     Amqp::Batch batch;
-    std::size_t next = 0;
+    std::atomic<std::size_t> next = 0;
 };
 
 void ReceiveAll(Dialogue& peer)
@@ -152,15 +171,17 @@ TEST(BatchPartialWrite, EndsWhenThePeerFallsSilent)
 
 TEST(BatchPartialWrite, EndsWhenThePeerResetsTheConnection)
 {
+    std::promise<const SqueezedClient&> made;
     ScriptedBroker broker(
-        [](Dialogue& peer)
+        [&](Dialogue& peer)
         {
             peer.Login();
             peer.OpenChannel(1);
-            std::this_thread::sleep_for(300ms); // by then nothing more fits
+            made.get_future().get().AwaitStandstill();
             peer.Reset();
         });
     SqueezedClient client(broker, 0s);
+    made.set_value(client);
 
     EXPECT_GT(client.PublishUntilAnError(), 20ms); // the one that waited, not the one after it
     client.PublishNext();
