@@ -163,7 +163,7 @@ TEST(Batch, LosesNothingWithHeartbeatsAndAPeerThatReadsNothingForAWhile)
     ScriptedBroker broker(
         [&](Dialogue& peer)
         {
-            peer.Login({.heartbeat = 1});
+            peer.Login({.heartbeat = 4}); // reading a body may take long
             peer.OpenChannel(1);
             for (const auto end = Clock::now() + 1s; Clock::now() < end; std::this_thread::sleep_for(200ms))
             {
@@ -181,7 +181,7 @@ TEST(Batch, LosesNothingWithHeartbeatsAndAPeerThatReadsNothingForAWhile)
             peer.CloseConnection();
         });
     broker.Deadline(20s);
-    const auto connection = LogIn(broker, {.heartbeat = 1s});
+    const auto connection = LogIn(broker, {.heartbeat = 4s});
     const auto channel = OpenChannel(connection);
 
     const Amqp::Batch batch(*channel);
