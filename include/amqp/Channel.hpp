@@ -35,9 +35,10 @@ namespace Amqp
 ///   messages, and its destructor does not close it. Make another one.
 ///
 /// Errors that belong to the connection (the broker closed it, the socket failed, rabbitmq-c failed in a call that
-/// awaits a reply) are thrown as ErrorCode. The connection and all its channels are dead then: nothing is told to the
-/// channels, and every later use throws. A text of more than 255 bytes in such a call is thrown likewise (`Library`,
-/// 1), but with nothing sent, and costs nothing.
+/// awaits a reply) are thrown as ErrorCode, but for those that a publish runs into: these go to the notifier. The
+/// connection and all its channels are dead then: nothing is told to the other channels, and every later use fails in
+/// the same way. A text of more than 255 bytes in a call is thrown likewise (`Library`, 1), but with nothing sent, and
+/// costs nothing.
 ///
 /// Calls that await the broker's reply (all but Publish) block until it comes. A `channel.close` that arrived
 /// while another channel awaited its reply is seen by the next Connection::Run and not before: let the loop run
@@ -128,7 +129,8 @@ public:
     /// Removes the messages of a queue that await delivery (`queue.purge`, amqp_queue_purge).
     void PurgeQueue(std::string_view name);
 
-    /// Publishes one message (`basic.publish`, amqp_basic_publish). The body is not copied.
+    /// Publishes one message (`basic.publish`, amqp_basic_publish). The body is not copied, but for a message of up to
+    /// 4 KiB in a Batch.
     ///
     /// @param exchange   "" is the default exchange, which routes to the queue named by the routing key.
     /// @param routingKey what the exchange routes by.
