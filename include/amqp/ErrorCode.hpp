@@ -14,10 +14,11 @@ namespace Amqp
 /// A failure of the broker or of the connection, thrown or handed to a channel's error notifier; or no failure.
 ///
 /// An error that belongs to one channel goes to that channel's notifier, and that channel is closed or dropped (see
-/// Channel). An error that belongs to the connection is thrown: ConnectionClosed and every failure of the socket leave
-/// a connection that can only be destroyed, with its channels. What rabbitmq-c finds wrong with an argument, such as a
-/// text of more than 255 bytes, is Library; what this library finds wrong, and a socket that cannot be opened, is
-/// std::runtime_error.
+/// Channel). An error that belongs to the connection is thrown, unless a publish runs into it, which tells its channel:
+/// ConnectionClosed and every failure of the socket leave a connection that can only be destroyed, with its channels.
+///
+/// What rabbitmq-c finds wrong with an argument, such as a text of more than 255 bytes, is Library; what this library
+/// finds wrong, and a socket that cannot be opened, is std::runtime_error.
 struct AMQP_EXPORT ErrorCode : public std::exception
 {
     /// Which layer failed.
