@@ -60,7 +60,8 @@ failed_tests() {
 # Runs the tests with this label, those labelled broker with one, and adds the numbers
 # that ctest reports to the variables passed and failed. A skipped test counts
 # as failed: everything the tests need is there, so nothing is to be skipped.
-# What failed is added to the file FAILURE_LOG, if there is that variable. A test that stands for many cases is shown with their number.
+# What failed is added to the file that the variable FAILURE_LOG names, if there
+# is one. A test that stands for many cases is shown with their number.
 run_tests() {
     local build=$1 label=$2 jobs=$3 wrapper=() results status=0 total bad key
     local -A number=()
