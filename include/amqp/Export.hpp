@@ -2,7 +2,7 @@
 // marked AMQP_EXPORT can be linked against.
 #pragma once
 
-#if defined(__GNUC__)
+#if defined(__GNUC__) && !defined(_WIN32) // where symbols have no visibility
 #define AMQP_EXPORT __attribute__((visibility("default")))
 /// Members of an exported class that only the library itself calls.
 #define AMQP_LOCAL __attribute__((visibility("hidden")))
