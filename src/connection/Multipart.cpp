@@ -116,7 +116,7 @@ void Channel::Publish(std::string_view exchange, std::string_view routingKey, st
     }
     content.resize(static_cast<std::size_t>(size));
     stream.seekg(0, std::ios::beg);
-    stream.read(content.data(), size);
+    stream.read(content.data(), static_cast<std::streamsize>(size));
     Publish(exchange, routingKey, std::string_view(content), partSize, std::move(callback));
 }
 
