@@ -6,6 +6,7 @@
 #include <amqp/Export.hpp>
 #include <amqp/Table.hpp>
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -134,7 +135,7 @@ private:
         AMQP_LOCAL void DecodeNow() const;
 
         mutable Table decoded;
-        mutable const void* encoded = nullptr; // rabbitmq-c's form
+        mutable std::atomic<const void*> encoded = nullptr; // rabbitmq-c's form
     };
 
     AMQP_LOCAL void SetText(std::string& property, std::string_view value, std::uint32_t flag);

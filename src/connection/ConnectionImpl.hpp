@@ -18,6 +18,7 @@
 #include <amqp/Export.hpp>
 #include <amqp/Table.hpp>
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -166,9 +167,9 @@ private:
     std::size_t frameMax = 0;      // as the login settled it
     PeerWatch peer;
     Gathering gathering;
-    int fatalStatus = AMQP_STATUS_OK; // what ended the connection: every use repeats it
-    bool stopRequested = false;       // shared with other threads: only through std::atomic_ref
-    std::vector<bool> closedChannels; // by number: what the broker has closed, or has been asked to close
+    int fatalStatus = AMQP_STATUS_OK;        // what ended the connection: every use repeats it
+    std::atomic<bool> stopRequested = false; // shared with other threads
+    std::vector<bool> closedChannels;        // by number: what the broker has closed, or has been asked to close
 };
 
 /// Whole seconds and the rest, as rabbitmq-c takes a wait.

@@ -3,7 +3,6 @@
 
 #include "connection/ErrorTranslation.hpp"
 
-#include <atomic>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -27,13 +26,13 @@ bool CarriesContent(amqp_method_number_t method)
 
 void Connection::ConnectionImpl::Stop()
 {
-    std::atomic_ref(stopRequested).store(true);
+    stopRequested.store(true);
 }
 
 std::optional<bool> Connection::ConnectionImpl::Run(timeval wait)
 {
-    std::atomic_ref stop(stopRequested);
-    if (stop.load(std::memory_order_relaxed) && stop.exchange(false)) // an exchange in every step would cost more
+    // An exchange in every step would cost more.
+    if (stopRequested.load(std::memory_order_relaxed) && stopRequested.exchange(false))
     {
         return false;
     }

@@ -4,7 +4,6 @@
 #include "values/RabbitMq.hpp"
 
 #include <algorithm>
-#include <atomic>
 #include <thread>
 
 namespace Amqp
@@ -203,7 +202,7 @@ MetaData::LazyTable& MetaData::LazyTable::operator=(const LazyTable& other)
     if (this != &other)
     {
         const Table& source = other.Get();
-        encoded = nullptr; // not decoded first: what it had been lent may be gone
+        encoded.store(nullptr, std::memory_order_relaxed); // not decoded first: what it had been lent may be gone
         decoded = source;
     }
     return *this;
@@ -211,7 +210,7 @@ MetaData::LazyTable& MetaData::LazyTable::operator=(const LazyTable& other)
 
 Table& MetaData::LazyTable::Get() const
 {
-    if (std::atomic_ref(encoded).load(std::memory_order_acquire) != nullptr)
+    if (encoded.load(std::memory_order_acquire) != nullptr)
     {
         DecodeNow();
     }
@@ -221,18 +220,17 @@ Table& MetaData::LazyTable::Get() const
 void MetaData::LazyTable::Decode(const void* table)
 {
     decoded = Table();
-    encoded = table;
+    encoded.store(table, std::memory_order_relaxed);
 }
 
 // Several threads may read a message: the first one that asks decodes, the others wait for it.
 void MetaData::LazyTable::DecodeNow() const
 {
     static const char inProgress = 0;
-    const std::atomic_ref state(encoded);
-    const void* const table = state.exchange(&inProgress, std::memory_order_acquire);
+    const void* const table = encoded.exchange(&inProgress, std::memory_order_acquire);
     if (table == &inProgress)
     {
-        while (state.load(std::memory_order_acquire) == &inProgress)
+        while (encoded.load(std::memory_order_acquire) == &inProgress)
         {
             std::this_thread::yield();
         }
@@ -249,10 +247,10 @@ void MetaData::LazyTable::DecodeNow() const
     catch (...)
     {
         decoded = Table(); // a key that is there already would not be decoded again
-        state.store(table, std::memory_order_release);
+        encoded.store(table, std::memory_order_release);
         throw;
     }
-    state.store(nullptr, std::memory_order_release);
+    encoded.store(nullptr, std::memory_order_release);
 }
 
 std::uint32_t MetaData::Flags() const
