@@ -43,7 +43,12 @@ public:
 
     bool WaitFor(const std::string& note) const
     {
-        return Eventually([&] { return std::ranges::count(Get(), note) != 0; });
+        return Eventually(
+            [&]
+            {
+                const std::lock_guard lock(mutex);
+                return std::count(notes.begin(), notes.end(), note) != 0;
+            });
     }
 
 private:

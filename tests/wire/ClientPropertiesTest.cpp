@@ -1,6 +1,6 @@
 // The client properties of a login: what the application's table turns into, and what rabbitmq-c adds.
-#include <algorithm>
 #include <limits>
+#include <set>
 #include <string>
 #include <utility>
 #include <variant>
@@ -44,8 +44,8 @@ Fields Arrived(const Amqp::Table& properties)
 Fields ArrivedOwn(const Amqp::Table& properties)
 {
     Fields own = Arrived(properties);
-    std::erase_if(own, [](const auto& entry)
-                  { return std::ranges::find(namesOfTheEngine, entry.first) != namesOfTheEngine.end(); });
+    const std::set<std::string> engine(namesOfTheEngine.begin(), namesOfTheEngine.end());
+    std::erase_if(own, [&](const auto& entry) { return engine.count(entry.first) != 0; });
     return own;
 }
 

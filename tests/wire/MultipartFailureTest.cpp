@@ -98,7 +98,7 @@ TEST(MultipartFailure, LeavesTheOtherChannelsAlone)
             peer.Login();
             peer.OpenChannel(1);
             peer.OpenChannel(2);
-            for (std::uint64_t index = 0; index < 3; ++index)
+            for (std::size_t index = 0; index < 3; ++index)
             {
                 Properties properties = PlainProperties();
                 properties.headers = PartHeaders(index, 3);
@@ -123,7 +123,7 @@ TEST(MultipartFailure, CallsTheCallbackOnceForEachPartThatComesBack)
         [](Dialogue& peer)
         {
             std::vector<Properties> sent;
-            for (std::uint64_t index = 0; index < 3; ++index)
+            for (std::size_t index = 0; index < 3; ++index)
             {
                 Properties properties = PlainProperties(std::to_string(index + 1));
                 properties.headers = PartHeaders(index, 3);

@@ -13,7 +13,7 @@ namespace
 std::size_t refusedSize = SIZE_MAX;
 int refusals = 0;
 
-Message Part(std::uint64_t index)
+Message Part(std::size_t index)
 {
     constexpr std::array<std::string_view, 3> bodies{"0123", "4567", "89"};
     return {.headers = PartHeaders(index, 3), .body = std::string(bodies.at(index))};

@@ -10,7 +10,7 @@ namespace
 
 constexpr std::array<std::string_view, 3> tenBytes{"0123", "4567", "89"};
 
-Message Part(std::uint64_t index, std::string_view hash = tenBytesHash)
+Message Part(std::size_t index, std::string_view hash = tenBytesHash)
 {
     return {.headers = PartHeaders(index, 3, hash), .body = std::string(tenBytes.at(index))};
 }
@@ -123,7 +123,7 @@ TEST(MultipartReceive, DeliversOrdinaryMessagesBetweenTheParts)
 
 TEST(MultipartReceive, KeepsTwoSeriesApartThatAreInterleaved)
 {
-    const auto other = [](std::uint64_t index)
+    const auto other = [](std::size_t index)
     { return Message{.headers = PartHeaders(index, 2, "other"), .body = index == 0 ? "left" : "right"}; };
     ScriptedBroker broker(OnSender(
         [&](Sender& sender)
@@ -165,7 +165,7 @@ TEST(MultipartReceive, ReceivesTheSameSeriesAgainAfterItWasComplete)
     ScriptedBroker broker(OnSender(
         [](Sender& sender)
         {
-            for (const std::uint64_t index : {0U, 1U, 2U, 2U, 1U, 0U})
+            for (const std::size_t index : {0U, 1U, 2U, 2U, 1U, 0U})
             {
                 sender.DeliverAcked(Part(index));
             }
@@ -187,7 +187,7 @@ TEST(MultipartReceive, JoinsPartsOfOneConsumerThatComeOnTwoChannelsAndAnswersEac
             AcceptConsumer(peer);
             peer.OpenChannel(2);
             Sender sender(peer);
-            for (const std::uint64_t index : {0U, 1U, 2U})
+            for (const std::size_t index : {0U, 1U, 2U})
             {
                 Message part = Part(index);
                 part.channel = index == 1 ? 2 : 1;

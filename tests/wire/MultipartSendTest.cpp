@@ -36,7 +36,7 @@ void ExpectProperties(const Amqp::Envelope& envelope, const Properties& expected
     ScriptedBroker broker(OnChannel(
         [&](Dialogue& peer)
         {
-            for (std::uint64_t index = 0; index < 3; ++index)
+            for (std::size_t index = 0; index < 3; ++index)
             {
                 Properties properties = expected;
                 properties.headers = PartHeaders(index, 3);
@@ -187,7 +187,7 @@ TEST(MultipartSend, LeavesTheCallersEnvelopeAsItWas)
 
 TEST(MultipartSend, GivesEveryPartItsOwnMessageIdAndMandatoryWithACallbackAndNeitherWithout)
 {
-    const auto part = [](std::uint64_t index, std::optional<std::string> messageId)
+    const auto part = [](std::size_t index, std::optional<std::string> messageId)
     {
         Properties properties = PlainProperties(std::move(messageId));
         properties.headers = PartHeaders(index, 3);

@@ -92,10 +92,10 @@ TEST(RequestNumbers, AreNeverTheSameForTwoProducersOnTwoThreads)
     other.join();
     first.reset(); // before the second, as the script has it
 
-    EXPECT_TRUE(std::ranges::is_sorted(numbers));
-    EXPECT_TRUE(std::ranges::is_sorted(others));
+    EXPECT_TRUE(std::is_sorted(numbers.begin(), numbers.end()));
+    EXPECT_TRUE(std::is_sorted(others.begin(), others.end()));
     numbers.insert(numbers.end(), others.begin(), others.end());
-    std::ranges::sort(numbers);
+    std::sort(numbers.begin(), numbers.end());
     for (int i = 0; i < 2 * each; ++i)
     {
         ASSERT_EQ(numbers.at(static_cast<std::size_t>(i)), begin + i) << "each number once";

@@ -41,7 +41,7 @@ TEST(StopThread, StopsAMillionStepsNowAndThenAndLosesNone)
         }));
     broker.Deadline(60s);
     const Client client(broker);
-    std::size_t delivered = 0;
+    std::uint64_t delivered = 0;
     client.channel->Subscribe(
         "q",
         [&](const Amqp::Envelope& envelope)

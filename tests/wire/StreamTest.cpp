@@ -148,7 +148,7 @@ TEST(Stream, IsSentAsASeriesOfPersistentPlainTextWhenItIsLargerThanThePartSize)
         [](Dialogue& peer)
         {
             const std::array<std::string, 3> parts{"0123", "4567", "89"};
-            for (std::uint64_t index = 0; index < 3; ++index)
+            for (std::size_t index = 0; index < 3; ++index)
             {
                 peer.ExpectPublish(1, {.exchange = "x", .routingKey = "k", .mandatory = true},
                                    {.contentType = "text/plain",
