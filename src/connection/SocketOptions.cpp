@@ -19,7 +19,7 @@ namespace Amqp::Socket
 
 std::optional<std::chrono::milliseconds> SinceReceived([[maybe_unused]] int socket)
 {
-#ifdef TCP_INFO
+#if defined(__linux__) && defined(TCP_INFO) // elsewhere its times need not be milliseconds
     tcp_info info{};
     socklen_t size = sizeof info;
     if (getsockopt(socket, IPPROTO_TCP, TCP_INFO, &info, &size) == 0)
