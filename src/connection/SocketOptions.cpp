@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 
@@ -22,7 +23,8 @@ std::optional<std::chrono::milliseconds> SinceReceived([[maybe_unused]] int sock
 #if defined(__linux__) && defined(TCP_INFO) // elsewhere its times need not be milliseconds
     tcp_info info{};
     socklen_t size = sizeof info;
-    if (getsockopt(socket, IPPROTO_TCP, TCP_INFO, &info, &size) == 0)
+    constexpr std::size_t needed = offsetof(tcp_info, tcpi_last_data_recv) + sizeof info.tcpi_last_data_recv;
+    if (getsockopt(socket, IPPROTO_TCP, TCP_INFO, &info, &size) == 0 && size >= needed)
     {
         return std::chrono::milliseconds(info.tcpi_last_data_recv);
     }
@@ -40,7 +42,8 @@ std::optional<Memory> MemoryOf(int socket)
 {
     Memory memory{};
     socklen_t size = sizeof memory;
-    if (getsockopt(socket, SOL_SOCKET, SO_MEMINFO, memory.data(), &size) == 0)
+    constexpr std::size_t needed = (SK_MEMINFO_WMEM_QUEUED + 1) * sizeof(std::uint32_t); // the last one looked at
+    if (getsockopt(socket, SOL_SOCKET, SO_MEMINFO, memory.data(), &size) == 0 && size >= needed)
     {
         return memory;
     }

@@ -1,6 +1,6 @@
 // What the kernel tells of a TCP socket, and takes for it, that rabbitmq-c does not pass on. Free functions; each takes
 // the descriptor that amqp_get_sockfd gives at that moment, and does nothing, or knows nothing, when it is -1. Where a
-// system lacks an option, likewise.
+// system lacks an option, or answers less than it was asked for, likewise.
 #pragma once
 
 #include <chrono>
