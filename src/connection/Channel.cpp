@@ -26,7 +26,7 @@ Channel::Channel(std::shared_ptr<Amqp::Connection> owner, std::function<void(Err
 Channel::Channel(Channel&& other)
     // g++ wants the base to be named. NOLINTNEXTLINE(readability-redundant-member-init)
     : std::enable_shared_from_this<Channel>(), connection(std::move(other.connection)),
-      errorNotifier(std::move(other.errorNotifier)), token(other.token), tagCounter(other.tagCounter)
+      errorNotifier(std::exchange(other.errorNotifier, nullptr)), token(other.token), tagCounter(other.tagCounter)
 {
 }
 
