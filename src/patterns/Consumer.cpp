@@ -20,7 +20,10 @@ Consumer::Consumer(std::shared_ptr<Connection> shared, std::string_view exchange
 // consumer it works for.
 Consumer::~Consumer()
 {
-    Stop();
+    // Ends the process at once. An error that left the destructor itself might destroy the members first, and the
+    // channels would wait for a broker.
+    const auto stop = [this]() noexcept { Stop(); };
+    stop();
 }
 
 void Consumer::Bind(std::string_view name, std::function<Acknowledge(const Envelope&)> handler, bool serverNamed)

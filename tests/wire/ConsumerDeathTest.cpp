@@ -1,4 +1,5 @@
 // Uses of a consumer that end the process, each in a process of its own.
+#include <chrono>
 #include <csignal>
 
 #include "Listening.hpp"
@@ -7,6 +8,9 @@ namespace
 {
 
 using Amqp::Consumer;
+
+// What std::terminate says by the words of g++'s standard library, and of LLVM's.
+constexpr auto terminated = "terminate called|terminating";
 
 void ListenTwice()
 {
@@ -67,16 +71,18 @@ protected:
 
 TEST_F(ConsumerDeathTest, MainBindingDoneTwiceTerminatesTheProcess)
 {
-    EXPECT_EXIT(ListenTwice(), testing::KilledBySignal(SIGABRT), "terminate called without an active exception");
+    EXPECT_EXIT(ListenTwice(), testing::KilledBySignal(SIGABRT), terminated);
 }
 
 TEST_F(ConsumerDeathTest, AHandlerThatDestroysItsConsumerTerminatesTheProcess)
 {
+    const auto start = std::chrono::steady_clock::now();
     // Compilers differ in whether the deadlock error is named: it leaves a destructor.
-    EXPECT_EXIT(DestroyFromAHandler(), testing::KilledBySignal(SIGABRT), "terminate called");
+    EXPECT_EXIT(DestroyFromAHandler(), testing::KilledBySignal(SIGABRT), terminated);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 3s) << "and does not wait for the broker first";
 }
 
 TEST_F(ConsumerDeathTest, AHandlerThatThrowsWhatIsNoExceptionTerminatesTheProcess)
 {
-    EXPECT_EXIT(ThrowAnIntFromAHandler(), testing::KilledBySignal(SIGABRT), "terminate called");
+    EXPECT_EXIT(ThrowAnIntFromAHandler(), testing::KilledBySignal(SIGABRT), terminated);
 }
