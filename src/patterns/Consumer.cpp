@@ -24,6 +24,11 @@ Consumer::~Consumer()
     // channels would wait for a broker.
     const auto stop = [this]() noexcept { Stop(); };
     stop();
+    // In the order in which they were opened, which a vector of its own keeps in some standard libraries only.
+    for (std::shared_ptr<Channel>& channel : channels)
+    {
+        channel.reset();
+    }
 }
 
 void Consumer::Bind(std::string_view name, std::function<Acknowledge(const Envelope&)> handler, bool serverNamed)

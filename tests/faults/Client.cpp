@@ -162,9 +162,18 @@ Amqp::PublishCallback Client::Callback()
     };
 }
 
+void Client::CloseChannels()
+{
+    for (std::shared_ptr<Amqp::Channel>& channel : channels)
+    {
+        channel.reset();
+    }
+    channels.clear();
+}
+
 void Client::Destroy()
 {
-    channels.clear();
+    CloseChannels();
     connection.reset();
 }
 

@@ -40,7 +40,7 @@ public:
     Amqp::Channel& Last() { return *channels.back(); }
     bool HasChannel() const { return !channels.empty(); }
     bool Connected() const { return connection != nullptr; }
-    void CloseChannels() { channels.clear(); }
+    void CloseChannels(); // in the order in which they were opened
     const std::string& Seen() const { return seen; }
     void Note(const std::string& text);
 
