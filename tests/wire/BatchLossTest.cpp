@@ -133,7 +133,7 @@ TEST(BatchLoss, OfAChannelThatItsNotifierDestroys)
         EXPECT_TRUE(client.PublishUntilHeld());
     }
 
-    EXPECT_EQ(client.HeldBack(), 0);
+    EXPECT_TRUE(client.HoldsNothingBack());
     EXPECT_FALSE(client.IsCorked());
     client.PublishLast();
 }

@@ -40,7 +40,7 @@ void ExpectAnsweredAtOnce(const ScriptedBroker::Script& cause, Use use)
 
     use(client);
 
-    EXPECT_EQ(client.HeldBack(), 0);
+    EXPECT_TRUE(client.HoldsNothingBack());
     EXPECT_TRUE(client.IsCorked());
 }
 

@@ -22,6 +22,19 @@ public:
     int HeldBack() const { return ::HeldBack(socket); }
     bool IsCorked() const { return ::IsCorked(socket); }
 
+    // Soon: a peer that is behind has to make room first. The kernel itself gives up what a batch holds after 200 ms.
+    [[nodiscard]] bool HoldsNothingBack() const
+    {
+        for (const auto start = std::chrono::steady_clock::now(); HeldBack() > 0;)
+        {
+            if (std::chrono::steady_clock::now() - start > 100ms)
+            {
+                return false;
+            }
+        }
+        return true;
+    }
+
     void Publish() { channel->Publish("", "q", std::to_string(next++), 0, {}); }
 
     // In an open batch. A thread that is interrupted for a millisecond leaves a gap, and the message goes out at once;
