@@ -47,6 +47,9 @@ private:
 /// that no broker can read.
 std::optional<std::size_t> WireSize(const amqp_table_t& table);
 
+/// No less than that, at half the cost; nothing when only WireSize can tell.
+std::optional<std::size_t> WireSizeAtMost(const amqp_table_t& table);
+
 /// Kinds that have no alternative (decimal, time stamp, void, unknown ones) give the boolean false.
 FieldValue DecodeFieldValue(const amqp_field_value_t& value);
 

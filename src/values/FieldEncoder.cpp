@@ -78,8 +78,9 @@ public:
 
 amqp_field_value_t EncodeArray(const Array& array);
 
-// Into the place where the value is to stay: copying what was just written takes longer than writing it.
-void EncodeInto(const FieldValue& value, amqp_field_value_t& encoded)
+// Gives false, and does nothing, for what has blocks of its own. Into the place where the value is to stay: copying
+// what was just written takes longer than writing it.
+inline bool EncodeFlat(const FieldValue& value, amqp_field_value_t& encoded)
 {
     switch (value.index())
     {
@@ -132,14 +133,30 @@ void EncodeInto(const FieldValue& value, amqp_field_value_t& encoded)
         encoded.value.bytes = ToBytes(std::get<11>(value));
         break;
     case 12:
-        encoded = EncodeArray(std::get<12>(value));
-        break;
     case 13:
-        encoded = EncodeTable(std::get<13>(value));
-        encoded.kind = AMQP_FIELD_KIND_TABLE;
-        break;
+        return false;
     default: // valueless after a failed assignment
         encoded.kind = AMQP_FIELD_KIND_VOID;
+    }
+    return true;
+}
+
+void EncodeNested(const FieldValue& value, amqp_field_value_t& encoded)
+{
+    if (const auto* const array = std::get_if<Array>(&value))
+    {
+        encoded = EncodeArray(*array);
+        return;
+    }
+    encoded = EncodeTable(std::get<Table>(value));
+    encoded.kind = AMQP_FIELD_KIND_TABLE;
+}
+
+void EncodeInto(const FieldValue& value, amqp_field_value_t& encoded)
+{
+    if (!EncodeFlat(value, encoded))
+    {
+        EncodeNested(value, encoded);
     }
 }
 
@@ -165,13 +182,17 @@ amqp_field_value_t EncodeArray(const Array& array)
 bool EncodeEntries(const Table& table, amqp_table_t& encoded)
 {
     bool nested = false;
+    amqp_table_entry_t* entry = encoded.entries;
     for (const auto& [key, value] : table.Entries())
     {
-        amqp_table_entry_t& entry = encoded.entries[encoded.num_entries];
-        entry.key = ToBytes(key);
-        EncodeInto(value, entry.value);
-        nested = nested || HasBlocks(entry.value);
-        ++encoded.num_entries;
+        entry->key = ToBytes(key);
+        if (!EncodeFlat(value, entry->value))
+        {
+            nested = true;
+            EncodeNested(value, entry->value);
+        }
+        ++entry;
+        ++encoded.num_entries; // one by one: what is there when an exception comes is released
     }
     return nested;
 }

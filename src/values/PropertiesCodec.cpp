@@ -2,6 +2,7 @@
 
 #include "values/Bytes.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 
@@ -33,6 +34,20 @@ constexpr std::size_t longestText = 255;
 constexpr std::size_t flagsSize = 2;
 constexpr std::size_t numbersSize = sizeof(std::uint8_t) + sizeof(std::uint8_t) + sizeof(std::uint64_t);
 constexpr std::size_t mostBesideHeaders = flagsSize + textProperties.size() * (1 + longestText) + numbersSize;
+
+bool HasLongText(const amqp_basic_properties_t& properties)
+{
+    std::size_t lengths = 0; // whose bits, all together, tell without a branch whether one is 256 or more
+    for (const TextProperty& property : textProperties)
+    {
+        lengths |= (properties.*property.text).len;
+    }
+    return lengths > longestText && std::any_of(textProperties.begin(), textProperties.end(),
+                                                [&](const TextProperty& property) {
+                                                    return (properties._flags & property.flag) != 0 &&
+                                                           (properties.*property.text).len > longestText;
+                                                });
+}
 
 std::size_t SizeBesideHeaders(const amqp_basic_properties_t& properties)
 {
@@ -92,24 +107,24 @@ EncodedProperties EncodeProperties(const MetaData& metaData)
 
 int CheckEncodable(const amqp_basic_properties_t& properties, std::size_t room)
 {
-    for (const TextProperty& property : textProperties)
+    if (HasLongText(properties))
     {
-        if ((properties._flags & property.flag) != 0 && (properties.*property.text).len > longestText)
-        {
-            return AMQP_STATUS_BAD_AMQP_DATA;
-        }
+        return AMQP_STATUS_BAD_AMQP_DATA;
     }
     if ((properties._flags & AMQP_BASIC_HEADERS_FLAG) == 0)
     {
         return AMQP_STATUS_OK; // every other property at its longest fits the smallest frame there is
+    }
+    if (const auto atMost = WireSizeAtMost(properties.headers); atMost && *atMost + mostBesideHeaders <= room)
+    {
+        return AMQP_STATUS_OK;
     }
     const auto headers = WireSize(properties.headers);
     if (!headers)
     {
         return AMQP_STATUS_BAD_AMQP_DATA;
     }
-    const bool fits = *headers + mostBesideHeaders <= room || *headers + SizeBesideHeaders(properties) <= room;
-    return fits ? AMQP_STATUS_OK : AMQP_STATUS_TABLE_TOO_BIG;
+    return *headers + SizeBesideHeaders(properties) <= room ? AMQP_STATUS_OK : AMQP_STATUS_TABLE_TOO_BIG;
 }
 
 void DecodeProperties(const amqp_basic_properties_t& properties, MetaData& metaData)

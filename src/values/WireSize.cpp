@@ -12,6 +12,7 @@ namespace
 constexpr std::size_t longestKey = 255;
 constexpr std::size_t lengthField = 4;
 constexpr std::size_t kindField = 1;
+constexpr std::size_t longestNumber = 8; // more than the length of a text takes
 
 // What a value of this kind always takes; 0 for those that differ, and for void.
 std::size_t FixedSize(std::uint8_t kind)
@@ -79,27 +80,29 @@ std::optional<std::size_t> WireSize(const amqp_table_t& table)
     for (int i = 0; i < table.num_entries; ++i)
     {
         const amqp_table_entry_t& entry = table.entries[i];
-        if (entry.key.len > longestKey)
+        const auto value = WireSize(entry.value);
+        if (!value || entry.key.len > longestKey)
         {
             return {};
         }
-        size += 1 + entry.key.len + kindField;
-        if (entry.value.kind == AMQP_FIELD_KIND_BYTES) // as most are
-        {
-            size += lengthField + entry.value.value.bytes.len;
-        }
-        else if (const std::size_t fixed = FixedSize(entry.value.kind))
-        {
-            size += fixed;
-        }
-        else if (const auto nested = WireSize(entry.value))
-        {
-            size += *nested;
-        }
-        else
+        size += 1 + entry.key.len + kindField + *value;
+    }
+    return size;
+}
+
+std::optional<std::size_t> WireSizeAtMost(const amqp_table_t& table)
+{
+    std::size_t size = lengthField;
+    for (int i = 0; i < table.num_entries; ++i)
+    {
+        const amqp_table_entry_t& entry = table.entries[i];
+        const std::uint8_t kind = entry.value.kind;
+        if (kind == AMQP_FIELD_KIND_ARRAY || kind == AMQP_FIELD_KIND_TABLE || entry.key.len > longestKey)
         {
             return {};
         }
+        const std::size_t text = kind == AMQP_FIELD_KIND_BYTES ? entry.value.value.bytes.len : 0;
+        size += 1 + entry.key.len + kindField + longestNumber + text;
     }
     return size;
 }

@@ -22,6 +22,7 @@ void ExpectWritten(const amqp_table_t& table, const std::string& name)
 
     ASSERT_TRUE(size.has_value()) << name;
     EXPECT_EQ(*size, WriteTable(table).size()) << name;
+    EXPECT_GE(WireSizeAtMost(table).value_or(*size), *size) << name;
 }
 
 bool IsWritable(const Table& table)
@@ -129,4 +130,33 @@ TEST(WireSize, IsAbsentWhenOnlyTheLastKeyIsTooLong)
     table.Insert(std::string(256, 'k'), 1);
 
     EXPECT_FALSE(IsWritable(table));
+}
+
+TEST(WireSizeAtMost, IsKnownForWhatIsNotNested)
+{
+    Table table;
+    table.Insert("flag", true);
+    table.Insert("number", std::uint64_t{1});
+    table.Insert("text", "value");
+    const EncodedTable encoded(table);
+
+    ASSERT_TRUE(WireSizeAtMost(encoded.Get()));
+    EXPECT_LE(*WireSizeAtMost(encoded.Get()), *WireSize(encoded.Get()) + 8 * table.Size());
+}
+
+TEST(WireSizeAtMost, IsLeftToWireSizeForKeysOf256BytesAndNestedValues)
+{
+    for (const FieldValue& nested : {FieldValue(Array({1})), FieldValue(WithDeepKey(1))})
+    {
+        Table table;
+        table.Insert("flat", 1);
+        table.Insert("nested", FieldValue(nested));
+
+        EXPECT_FALSE(WireSizeAtMost(EncodedTable(table).Get())) << Describe(nested);
+    }
+    Table table;
+    table.Insert(std::string(255, 'k'), 1);
+    EXPECT_TRUE(WireSizeAtMost(EncodedTable(table).Get()));
+    table.Insert(std::string(256, 'k'), 1);
+    EXPECT_FALSE(WireSizeAtMost(EncodedTable(table).Get()));
 }
