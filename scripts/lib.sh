@@ -42,6 +42,22 @@ exit_on_signals() {
     trap 'exit 129' HUP
 }
 
+# Makes a temporary folder, whose name is then in the variable work, and which is gone when the script ends.
+make_work_folder() {
+    work=$(mktemp -d "${TMPDIR:-/tmp}/amqp-${0##*/}.XXXXXXXX")
+    trap 'ignore_signals; rm -rf -- "$work"' EXIT
+    exit_on_signals
+}
+
+# within SECONDS COMMAND ...: repeats the command until it succeeds. Fails when the time is over.
+within() {
+    local end=$((SECONDS + $1))
+    until "${@:2}"; do
+        ((SECONDS < end)) || return 1
+        sleep 0.02
+    done
+}
+
 # For the beginning of a cleanup: a second Ctrl-C must not cut it short.
 ignore_signals() {
     trap '' INT TERM HUP
