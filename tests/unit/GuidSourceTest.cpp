@@ -11,6 +11,8 @@
 #include <dlfcn.h>
 #include <sys/random.h>
 
+#include "wire/ErrorsPage.hpp"
+
 namespace
 {
 
@@ -40,7 +42,11 @@ TEST(GuidSource, ThatFailsRaisesAnEntropyErrorUntilItWorksAgain)
     failing = true;
     EXPECT_THAT(make, testing::Throws<entropy_error>(testing::Property(&entropy_error::errcode, ENOSYS)));
     EXPECT_THAT(make, testing::Throws<entropy_error>(testing::Property(&entropy_error::errcode, ENOSYS)));
+    const auto caught = ErrorsPage::CaughtFrom(make);
     failing = false;
 
+    EXPECT_EQ(caught.first, "std::runtime_error");
+    EXPECT_TRUE(ErrorsPage::HasExceptionOfOtherLibrary({"boost::uuids::entropy_error", caught.second}))
+        << caught.second;
     EXPECT_NE(Amqp::Guid::New(), Amqp::Guid::New());
 }

@@ -1,9 +1,9 @@
 // The page of errors against what really comes: the numbers of the categories, category and code of each of the
 // library's own errors, rabbitmq-c's statuses and their texts, and the names of the broker's reply codes.
+#include "ErrorsPage.hpp"
 #include "Messaging.hpp"
 
 #include <algorithm>
-#include <fstream>
 #include <map>
 #include <regex>
 #include <set>
@@ -15,6 +15,8 @@ namespace
 {
 
 using Amqp::ErrorCode;
+using ErrorsPage::AllMatches;
+using ErrorsPage::Section;
 
 const std::map<std::string, ErrorCode::Categories> categories{
     {"NoReply", ErrorCode::NoReply},
@@ -26,29 +28,6 @@ const std::map<std::string, ErrorCode::Categories> categories{
     {"Ssl", ErrorCode::Ssl},
     {"Unexpected", ErrorCode::Unexpected},
 };
-
-// What lies between two texts of the page. Both have to be there.
-std::string Section(const std::string& begin, const std::string& end)
-{
-    std::ifstream file(AMQP_ERRORS_PAGE);
-    const std::string page{std::istreambuf_iterator<char>(file), {}};
-    const std::size_t from = page.find(begin);
-    const std::size_t to = page.find(end, from);
-    EXPECT_TRUE(from < to && to != std::string::npos) << begin << " ... " << end;
-    return from < to ? page.substr(from, to - from) : "";
-}
-
-// What the groups of each place that matches are.
-std::vector<std::vector<std::string>> AllMatches(const std::string& text, const std::string& pattern)
-{
-    const std::regex regex(pattern);
-    std::vector<std::vector<std::string>> matches;
-    for (auto match = std::sregex_iterator(text.begin(), text.end(), regex); match != std::sregex_iterator(); ++match)
-    {
-        matches.emplace_back(std::next(match->begin()), match->end());
-    }
-    return matches;
-}
 
 std::string Described(const std::string& text, int category, int code)
 {

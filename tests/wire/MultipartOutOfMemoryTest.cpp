@@ -1,11 +1,11 @@
 // A series for whose joined body there is no memory. Stands in for rabbitmq-c's allocation of bodies, so that one of
 // a size of the test's choice fails; rabbitmq-c's own calls come here, too, and are served.
+#include "ErrorsPage.hpp"
 #include "Series.hpp"
 #include "values/RabbitMq.hpp"
 
 #include <array>
 #include <cstdlib>
-#include <new>
 
 namespace
 {
@@ -48,8 +48,10 @@ TEST(MultipartOutOfMemory, RaisesBadAllocAnswersNothingAndCompletesWhenThePartCo
 
     refusals = 0;
     refusedSize = 10;
-    EXPECT_THROW(receiver.connection->Run(), std::bad_alloc);
+    const auto caught = ErrorsPage::CaughtFrom([&] { receiver.connection->Run(); });
     refusedSize = SIZE_MAX;
+    EXPECT_EQ(caught.first, "std::bad_alloc");
+    EXPECT_TRUE(ErrorsPage::HasExceptionOfOtherLibrary(caught)) << caught.second;
     EXPECT_EQ(refusals, 1);
     EXPECT_TRUE(receiver.inbox.bodies.empty());
     receiver.Run(3);
