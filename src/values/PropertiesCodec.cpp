@@ -35,8 +35,22 @@ constexpr std::size_t flagsSize = 2;
 constexpr std::size_t numbersSize = sizeof(std::uint8_t) + sizeof(std::uint8_t) + sizeof(std::uint64_t);
 constexpr std::size_t mostBesideHeaders = flagsSize + textProperties.size() * (1 + longestText) + numbersSize;
 
+constexpr amqp_flags_t anyText = []
+{
+    amqp_flags_t flags = 0;
+    for (const TextProperty& property : textProperties)
+    {
+        flags |= property.flag;
+    }
+    return flags;
+}();
+
 bool HasLongText(const amqp_basic_properties_t& properties)
 {
+    if ((properties._flags & anyText) == 0)
+    {
+        return false;
+    }
     std::size_t lengths = 0; // whose bits, all together, tell without a branch whether one is 256 or more
     for (const TextProperty& property : textProperties)
     {
@@ -70,6 +84,10 @@ class PropertiesCodec
 public:
     static amqp_basic_properties_t Encode(const MetaData& metaData, const amqp_table_t& headers)
     {
+        if (metaData.flags == 0 && headers.num_entries == 0)
+        {
+            return {};
+        }
         return {._flags = metaData.flags | (headers.num_entries != 0 ? AMQP_BASIC_HEADERS_FLAG : 0),
                 .content_type = ToBytes(metaData.contentType),
                 .content_encoding = ToBytes(metaData.contentEncoding),
