@@ -69,7 +69,7 @@ std::vector<Case> Wanted(const Options& options)
 
 void MeasureAll(const Options& options, const Site& peer)
 {
-    const Effort onPeer = options.quick ? Effort{1, 5, 0.01} : Effort{7, 35, 0.03};
+    const Effort onPeer = options.quick ? Effort{1, 5, 0.01} : Effort{7, 105, 0.02};
     const Effort onBroker = options.quick ? Effort{1, 3, 0.01} : Effort{3, 9, 0.03};
     const auto broker = options.withBroker ? std::optional(BrokerOfTheEnvironment()) : std::nullopt;
     Report report(options.output);
