@@ -49,6 +49,11 @@ make_work_folder() {
     exit_on_signals
 }
 
+# ended PROCESS
+ended() {
+    ! kill -0 "$1" 2>/dev/null
+}
+
 # within SECONDS COMMAND ...: repeats the command until it succeeds. Fails when the time is over.
 within() {
     local end=$((SECONDS + $1))
