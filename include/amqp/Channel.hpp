@@ -129,8 +129,8 @@ public:
     /// Removes the messages of a queue that await delivery (`queue.purge`, amqp_queue_purge).
     void PurgeQueue(std::string_view name);
 
-    /// Publishes one message (`basic.publish`, amqp_basic_publish). The body is not copied, but for a message of up to
-    /// 4 KiB in a Batch.
+    /// Publishes one message (`basic.publish`), as amqp_basic_publish writes it; over TLS through it. A body of more
+    /// than 1 KiB is not copied, over TLS by rabbitmq-c.
     ///
     /// @param exchange   "" is the default exchange, which routes to the queue named by the routing key.
     /// @param routingKey what the exchange routes by.

@@ -26,6 +26,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <sys/time.h>
@@ -118,7 +119,9 @@ private:
 
     int Write(std::uint16_t channel, const OutgoingMessage& message);
     int WriteAtOnce(std::uint16_t channel, const OutgoingMessage& message);
-    std::optional<int> WriteInOnePiece(std::uint16_t channel, const OutgoingMessage& message);
+    int HandOver(std::span<std::string_view> pieces, bool more);
+    int WriteThroughRabbitMqC(std::uint16_t channel, const OutgoingMessage& message);
+    std::optional<Gathering::Pause> PauseFor(const OutgoingMessage& message);
     int WriteFrameByFrame(std::uint16_t channel, const OutgoingMessage& message);
     int WriteFrame(const amqp_frame_t& frame, std::size_t octets);
     /// An answer that the broker waits for, and after which nothing may follow: not held back by a batch.
@@ -165,6 +168,7 @@ private:
     std::uint16_t lastChannelNumber = 0;
     std::uint16_t readChannel = 0; // on which the latest step read something
     std::size_t frameMax = 0;      // as the login settled it
+    bool plainTcp = false;         // what the socket takes goes out as it is
     PeerWatch peer;
     Gathering gathering;
     int fatalStatus = AMQP_STATUS_OK;        // what ended the connection: every use repeats it

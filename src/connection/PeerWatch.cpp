@@ -28,13 +28,13 @@ PeerWatch::Room PeerWatch::Await(std::size_t octets)
 {
     if (patience == milliseconds(0))
     {
-        return Room::Enough;
+        return Room::Known;
     }
     // A look costs system calls: one is good for many small writes.
     if (octets + overhead <= roomLeft && Clock::now() < nextLook)
     {
         roomLeft -= octets + overhead;
-        return Room::Enough;
+        return Room::Known;
     }
     return Look(octets);
 }

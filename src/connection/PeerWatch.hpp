@@ -16,12 +16,13 @@ class PeerWatch
 public:
     enum class Room
     {
-        Enough, ///< What is to be written fits.
+        Known,  ///< What is to be written fits, as an earlier look has shown.
+        Enough, ///< It fits, and the peer was alive just now.
         Tight,  ///< Something fits, perhaps not all of it.
         Silent  ///< Nothing has come from the peer for two heartbeat intervals: it counts as gone.
     };
 
-    /// After the login, which settles the heartbeat interval; with 0 everything has room.
+    /// After the login, which settles the heartbeat interval; with 0 the peer is never looked at.
     void Start(amqp_connection_state_t connection, std::chrono::seconds heartbeat);
 
     /// Waits until something can be written, as long as the peer gives signs of life: a broker that is short of memory

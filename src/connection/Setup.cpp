@@ -88,6 +88,7 @@ void Connection::ConnectionImpl::OpenTcp(const char* host, unsigned short port)
         throw std::runtime_error("Unable to instanciate new AMQP TCP connection");
     }
     OpenSocket(socket, host, port, "Unable to open a AMQP TCP socket");
+    plainTcp = true;
     gathering.Start(State());
 }
 

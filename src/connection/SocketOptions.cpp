@@ -11,12 +11,27 @@
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/uio.h>
 #if __has_include(<linux/sock_diag.h>)
 #include <linux/sock_diag.h>
 #endif
 
 namespace Amqp::Socket
 {
+
+namespace
+{
+
+int Announce([[maybe_unused]] bool more)
+{
+#ifdef MSG_MORE
+    return more ? MSG_MORE : 0;
+#else
+    return 0;
+#endif
+}
+
+} // namespace
 
 std::optional<std::chrono::milliseconds> SinceReceived([[maybe_unused]] int socket)
 {
@@ -84,9 +99,22 @@ void WriteLimit([[maybe_unused]] int socket, [[maybe_unused]] std::chrono::milli
 #endif
 }
 
-std::ptrdiff_t Send(int socket, std::string_view octets)
+std::ptrdiff_t Send(int socket, std::span<const std::string_view> pieces, bool more)
 {
-    const ssize_t sent = send(socket, octets.data(), octets.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    std::array<iovec, 3> vectors{};
+    msghdr message{};
+    message.msg_iov = vectors.data();
+    for (const std::string_view piece : pieces)
+    {
+        if (!piece.empty() && message.msg_iovlen < vectors.size())
+        {
+            vectors[message.msg_iovlen++] = {const_cast<char*>(piece.data()), piece.size()};
+        }
+    }
+    const int flags = MSG_NOSIGNAL | MSG_DONTWAIT | Announce(more);
+    // One piece takes less time this way.
+    const ssize_t sent = message.msg_iovlen == 1 ? send(socket, vectors[0].iov_base, vectors[0].iov_len, flags)
+                                                 : sendmsg(socket, &message, flags);
     return sent < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR) ? 0 : sent;
 }
 

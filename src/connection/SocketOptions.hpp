@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstddef>
 #include <optional>
+#include <span>
 #include <string_view>
 
 namespace Amqp::Socket
@@ -28,8 +29,10 @@ bool AwaitWritable(int socket, std::chrono::milliseconds limit);
 /// How long octets may wait for the peer to take them before the socket fails; 0 for as long as the system lets them.
 void WriteLimit(int socket, std::chrono::milliseconds limit);
 
-/// Hands over as much as can be taken without waiting: how many octets, 0 when it can take none, -1 when it has failed.
-std::ptrdiff_t Send(int socket, std::string_view octets);
+/// Hands over as much of the pieces, one after the other, as can be taken without waiting: how many octets, 0 when it
+/// can take none, -1 when it has failed. With `more` the kernel may keep the end until what follows has been handed
+/// over.
+std::ptrdiff_t Send(int socket, std::span<const std::string_view> pieces, bool more);
 
 /// Sends at once what the kernel holds back, because more was announced or because it is corked.
 void Push(int socket);

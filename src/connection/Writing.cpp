@@ -1,10 +1,11 @@
-// How a message gets onto the wire: at once where it fits into the socket, frame by frame where it does not, so that
-// rabbitmq-c never waits for a peer that has fallen silent. A small message of a batch goes in one piece, past
-// rabbitmq-c, whose encoders are used, and which need not know what has been written.
+// How a message gets onto the wire. Mostly in one system call, past rabbitmq-c, which encodes it, but would make three
+// or more and copy the body; it need not know what has been written. Through rabbitmq-c over TLS, with many headers,
+// and with heartbeats now and then, since it takes in what has come then, and with it the peer's heartbeats. And frame
+// by frame where the socket is short of room, so that rabbitmq-c never waits for a peer that has fallen silent.
 #include "connection/ConnectionImpl.hpp"
 
+#include "connection/MessageFrames.hpp"
 #include "connection/SocketOptions.hpp"
-#include "connection/WholeMessage.hpp"
 #include "values/Bytes.hpp"
 
 #include <algorithm>
@@ -45,8 +46,11 @@ int Connection::ConnectionImpl::Write(std::uint16_t channel, const OutgoingMessa
     int status = AMQP_STATUS_OK;
     switch (peer.Await(message.body.size() + smallFrames + (headers ? frameMax : 0)))
     {
-    case PeerWatch::Room::Enough:
+    case PeerWatch::Room::Known:
         status = WriteAtOnce(channel, message);
+        break;
+    case PeerWatch::Room::Enough:
+        status = WriteThroughRabbitMqC(channel, message);
         break;
     case PeerWatch::Room::Tight:
         status = WriteFrameByFrame(channel, message);
@@ -58,56 +62,79 @@ int Connection::ConnectionImpl::Write(std::uint16_t channel, const OutgoingMessa
     {
         gathering.Wrote(message.body.size());
     }
+    return status;
+}
+
+int Connection::ConnectionImpl::WriteAtOnce(std::uint16_t channel, const OutgoingMessage& message)
+{
+    MessageFrames frames(channel, message, frameMax);
+    if (!plainTcp || !frames.EncodeHead())
+    {
+        return WriteThroughRabbitMqC(channel, message);
+    }
+    const auto pause = PauseFor(message);
+    int status = AMQP_STATUS_OK;
+    while (status == AMQP_STATUS_OK && frames.HasNext())
+    {
+        MessageFrames::Pieces pieces = frames.Next();
+        status = HandOver(pieces, frames.HasNext());
+    }
+    return status;
+}
+
+// Room is waited for here, since rabbitmq-c would not look at the peer meanwhile.
+int Connection::ConnectionImpl::HandOver(std::span<std::string_view> pieces, bool more)
+{
+    for (;;)
+    {
+        const int socket = amqp_get_sockfd(State());
+        std::ptrdiff_t sent = Socket::Send(socket, pieces, more);
+        if (sent < 0)
+        {
+            return AMQP_STATUS_SOCKET_ERROR;
+        }
+        std::size_t left = 0;
+        for (std::string_view& piece : pieces)
+        {
+            const auto taken = std::min(static_cast<std::size_t>(sent), piece.size());
+            piece.remove_prefix(taken);
+            sent -= static_cast<std::ptrdiff_t>(taken);
+            left += piece.size();
+        }
+        if (left == 0)
+        {
+            return AMQP_STATUS_OK;
+        }
+        if (peer.Await(left) == PeerWatch::Room::Silent)
+        {
+            return GiveUpPeer();
+        }
+        Socket::AwaitWritable(socket, betweenLooks);
+    }
+}
+
+int Connection::ConnectionImpl::WriteThroughRabbitMqC(std::uint16_t channel, const OutgoingMessage& message)
+{
+    const auto pause = PauseFor(message);
+    const int status =
+        amqp_basic_publish(State(), channel, ToBytes(message.exchange), ToBytes(message.routingKey), message.mandatory,
+                           /*immediate*/ 0, &message.properties, ToBytes(message.body));
     // rabbitmq-c announces more after each full frame, even after the last one, and the kernel would wait for it.
-    else if (message.body.size() >= frameMax - frameOverhead && message.body.size() % (frameMax - frameOverhead) == 0)
+    const std::size_t full = frameMax - frameOverhead;
+    if (!gathering.IsOn() && message.body.size() >= full && message.body.size() % full == 0)
     {
         Socket::Push(amqp_get_sockfd(State()));
     }
     return status;
 }
 
-int Connection::ConnectionImpl::WriteAtOnce(std::uint16_t channel, const OutgoingMessage& message)
+std::optional<Gathering::Pause> Connection::ConnectionImpl::PauseFor(const OutgoingMessage& message)
 {
-    std::optional<Gathering::Pause> pause;
     if (gathering.IsOn() && message.body.size() >= gatheredBelow)
     {
-        pause.emplace(gathering);
+        return std::optional<Gathering::Pause>(std::in_place, gathering);
     }
-    else if (const auto status = gathering.IsOn() ? WriteInOnePiece(channel, message) : std::nullopt)
-    {
-        return *status;
-    }
-    return amqp_basic_publish(State(), channel, ToBytes(message.exchange), ToBytes(message.routingKey),
-                              message.mandatory, /*immediate*/ 0, &message.properties, ToBytes(message.body));
-}
-
-// Gives nothing when the message is too large, or when the socket fails before anything is written: rabbitmq-c writes
-// it then, or finds out what is wrong. Room is waited for here, since rabbitmq-c would not look at the peer meanwhile.
-std::optional<int> Connection::ConnectionImpl::WriteInOnePiece(std::uint16_t channel, const OutgoingMessage& message)
-{
-    WholeMessage whole;
-    auto rest = whole.Encode(channel, message);
-    const int socket = amqp_get_sockfd(State());
-    std::ptrdiff_t sent = rest ? Socket::Send(socket, *rest) : -1;
-    if (sent < 0)
-    {
-        return {};
-    }
-    for (rest->remove_prefix(static_cast<std::size_t>(sent)); !rest->empty();
-         rest->remove_prefix(static_cast<std::size_t>(sent)))
-    {
-        if (peer.Await(rest->size()) == PeerWatch::Room::Silent)
-        {
-            return GiveUpPeer();
-        }
-        Socket::AwaitWritable(socket, betweenLooks);
-        sent = Socket::Send(socket, *rest);
-        if (sent < 0)
-        {
-            return AMQP_STATUS_SOCKET_ERROR;
-        }
-    }
-    return AMQP_STATUS_OK;
+    return {};
 }
 
 int Connection::ConnectionImpl::WriteFrameByFrame(std::uint16_t channel, const OutgoingMessage& message)
@@ -134,7 +161,8 @@ int Connection::ConnectionImpl::WriteFrameByFrame(std::uint16_t channel, const O
     frame.frame_type = AMQP_FRAME_BODY;
     for (std::string_view rest = message.body; status == AMQP_STATUS_OK && !rest.empty();)
     {
-        const bool fits = peer.Await(std::min(most, rest.size()) + frameOverhead) == PeerWatch::Room::Enough;
+        const PeerWatch::Room room = peer.Await(std::min(most, rest.size()) + frameOverhead);
+        const bool fits = room == PeerWatch::Room::Known || room == PeerWatch::Room::Enough;
         const std::string_view slice = rest.substr(0, fits ? most : small);
         frame.payload.body_fragment = ToBytes(slice);
         status = fits ? amqp_send_frame(State(), &frame) : WriteFrame(frame, smallFrames);
@@ -147,6 +175,7 @@ int Connection::ConnectionImpl::WriteFrame(const amqp_frame_t& frame, std::size_
 {
     switch (peer.Await(octets))
     {
+    case PeerWatch::Room::Known:
     case PeerWatch::Room::Enough:
         return amqp_send_frame(State(), &frame);
     case PeerWatch::Room::Tight:

@@ -132,10 +132,7 @@ TEST(BatchPartialWrite, WaitsForAPeerThatSendsHeartbeats)
         {
             peer.Login({.heartbeat = 1});
             peer.OpenChannel(1);
-            for (const auto end = Clock::now() + 2500ms; Clock::now() < end; std::this_thread::sleep_for(200ms))
-            {
-                peer.SendHeartbeat();
-            }
+            SendHeartbeatsFor(peer, 2500ms);
             ReceiveAll(peer);
         });
     SqueezedClient client(broker, 1s);

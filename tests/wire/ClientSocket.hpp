@@ -47,6 +47,14 @@ inline int HeldBack(int socket)
     }
 }
 
+// How many octets have come that have not been read.
+inline int Unread(int socket)
+{
+    int octets = -1;
+    ioctl(socket, FIONREAD, &octets);
+    return octets;
+}
+
 inline bool IsCorked(int socket)
 {
     int corked = -1;

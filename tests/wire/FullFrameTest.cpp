@@ -1,8 +1,9 @@
 // Bodies that fill their last frame to the end: rabbitmq-c announces more to the kernel, which would hold the tail back
-// for a fifth of a second.
+// for a fifth of a second. It writes what goes over TLS; the executable stands in for that.
 #include <algorithm>
 
 #include "Messaging.hpp"
+#include "OverTls.hpp"
 
 namespace
 {
@@ -14,13 +15,15 @@ constexpr int rounds = 5;
 
 // The fastest of some rounds from a publish to what the broker sends when it has the whole message. With the tail held
 // back none of them is fast; on a busy machine some may be slow for other reasons.
-Clock::duration FastestRound(std::size_t bodySize)
+Clock::duration FastestRound(std::size_t bodySize, bool tls)
 {
     const std::string body(bodySize, 'b');
     ScriptedBroker broker(
         [&](Dialogue& peer)
         {
-            peer.Login({.frameMax = frameMax});
+            LoginScript login = tls ? TlsLogin() : LoginScript();
+            login.frameMax = frameMax;
+            peer.Login(login);
             peer.OpenChannel(1);
             AcceptConsumer(peer, 1, /*noAck*/ true);
             for (int i = 0; i < rounds; ++i)
@@ -31,15 +34,17 @@ Clock::duration FastestRound(std::size_t bodySize)
             peer.CloseChannel(1);
             peer.CloseConnection();
         });
-    const Client client(broker, frameMax);
-    client.channel->Subscribe("q", Ignore, Amqp::Auto, false, false);
+    const auto connection =
+        tls ? LogInOverTls(broker.Port(), "identity", "/", frameMax) : Connect(broker, {}, consumeWait, frameMax);
+    const auto channel = OpenChannel(connection);
+    channel->Subscribe("q", Ignore, Amqp::Auto, false, false);
 
     auto fastest = Clock::duration::max();
     for (int i = 0; i < rounds; ++i)
     {
         const auto start = Clock::now();
-        client.channel->Publish("", "q", body, 0, {});
-        EXPECT_EQ(client.connection->Run(), true);
+        channel->Publish("", "q", body, 0, {});
+        EXPECT_EQ(connection->Run(), true);
         fastest = std::min(fastest, Clock::now() - start);
     }
     return fastest;
@@ -49,10 +54,12 @@ Clock::duration FastestRound(std::size_t bodySize)
 
 TEST(FullFrame, IsNotHeldBack)
 {
-    EXPECT_LT(FastestRound(frameMax - 8), 100ms);
+    EXPECT_LT(FastestRound(frameMax - 8, false), 100ms);
+    EXPECT_LT(FastestRound(frameMax - 8, true), 100ms);
 }
 
 TEST(FullFrame, IsNotHeldBackAfterOthers)
 {
-    EXPECT_LT(FastestRound(std::size_t{3} * (frameMax - 8)), 100ms);
+    EXPECT_LT(FastestRound(std::size_t{3} * (frameMax - 8), false), 100ms);
+    EXPECT_LT(FastestRound(std::size_t{3} * (frameMax - 8), true), 100ms);
 }

@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <string_view>
+#include <thread>
 
 // What goes on between opening channel 1 and closing it.
 inline ScriptedBroker::Script OnChannel(ScriptedBroker::Script middle)
@@ -64,6 +65,16 @@ inline ScriptedBroker::Script OnTwoChannels(ScriptedBroker::Script middle)
         peer.CloseChannel(1);
         peer.CloseConnection();
     };
+}
+
+// Reads nothing meanwhile.
+inline void SendHeartbeatsFor(Dialogue& peer, std::chrono::milliseconds duration)
+{
+    const auto end = std::chrono::steady_clock::now() + duration;
+    for (; std::chrono::steady_clock::now() < end; std::this_thread::sleep_for(200ms))
+    {
+        peer.SendHeartbeat();
+    }
 }
 
 inline void AcceptConsumer(Dialogue& peer, std::uint16_t channel = 1, bool noAck = false)

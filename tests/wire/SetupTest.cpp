@@ -4,6 +4,7 @@
 #include "ClientSocket.hpp"
 #include "LoginOptions.hpp"
 #include "Messaging.hpp"
+#include "OverTls.hpp"
 #include "support/EphemeralPort.hpp"
 #include "values/RabbitMq.hpp"
 
@@ -16,7 +17,7 @@ namespace
 bool noConnection = false;
 bool noTcpSocket = false;
 bool noTlsSocket = false;
-bool tcpForTls = false;         // no broker's certificate is trusted, so TLS itself never comes to a login
+bool tcpForTls = false;
 bool opensAtOnce = false;       // a channel is opened, and nothing sent
 std::uint16_t openedAtOnce = 0; // the last one
 
@@ -38,13 +39,6 @@ public:
 private:
     bool& flag;
 };
-
-std::shared_ptr<Amqp::Connection> LogInOverTls(std::uint16_t port, std::string_view identity = "identity",
-                                               std::string_view virtualHost = "/")
-{
-    return std::make_shared<Amqp::Connection>("127.0.0.1", port, identity, virtualHost, Amqp::Table{}, consumeWait, 0s,
-                                              131072);
-}
 
 // Connects in both ways to a port on which nobody listens.
 void ExpectBothRefused(const std::string& tcpText, const std::string& tlsText)
@@ -134,7 +128,7 @@ TEST(Setup, GathersNothingOverTls)
     ScriptedBroker broker(
         [](Dialogue& peer)
         {
-            peer.Login({.mechanism = "EXTERNAL", .response = "identity"});
+            peer.Login(TlsLogin());
             peer.OpenChannel(1);
             peer.ExpectPublish(1, {.routingKey = "q"}, PlainProperties(), "body");
             peer.CloseChannel(1);

@@ -42,15 +42,6 @@ ScriptedBroker::Script WithHeartbeats(ScriptedBroker::Script rest)
     };
 }
 
-// Reads nothing meanwhile.
-void SendHeartbeatsFor(Dialogue& peer, std::chrono::milliseconds duration)
-{
-    for (const auto end = Clock::now() + duration; Clock::now() < end; std::this_thread::sleep_for(200ms))
-    {
-        peer.SendHeartbeat();
-    }
-}
-
 struct HeartbeatClient
 {
     explicit HeartbeatClient(const ScriptedBroker& broker)
