@@ -129,8 +129,8 @@ public:
     /// Removes the messages of a queue that await delivery (`queue.purge`, amqp_queue_purge).
     void PurgeQueue(std::string_view name);
 
-    /// Publishes one message (`basic.publish`), as amqp_basic_publish writes it; over TLS through it. A body of more
-    /// than 1 KiB is not copied, over TLS by rabbitmq-c.
+    /// Publishes one message (`basic.publish`), octet by octet as amqp_basic_publish does, which is called over TLS,
+    /// and sometimes with heartbeats or large headers. The library copies no body of more than 1 KiB; rabbitmq-c does.
     ///
     /// @param exchange   "" is the default exchange, which routes to the queue named by the routing key.
     /// @param routingKey what the exchange routes by.

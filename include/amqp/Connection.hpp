@@ -29,8 +29,8 @@ class Channel;
 /// broker), a publish tells it to the channel's notifier.
 ///
 /// The connection starts no thread. What the broker sends is handled when Run is called, on the caller's thread.
-/// Heartbeats too are sent only while the library waits or publishes: an application that does neither for two
-/// heartbeat intervals is disconnected by the broker.
+/// Heartbeats too are sent only while the library waits; what is published counts for the broker as well. An
+/// application that does neither for two heartbeat intervals is disconnected by the broker.
 ///
 /// With heartbeats a broker that has sent nothing for two intervals counts as gone. Run gives nothing then, and throws
 /// the next time; a call throws ErrorCode (`Library`, 1), and a publish goes to the channel's notifier (`Library`, 15),

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "connection/Gathering.hpp"
+#include "connection/MessageFrames.hpp"
 #include "connection/OutgoingMessage.hpp"
 #include "connection/PeerWatch.hpp"
 #include "connection/ReceivedEnvelope.hpp"
@@ -118,10 +119,11 @@ private:
     };
 
     int Write(std::uint16_t channel, const OutgoingMessage& message);
-    int WriteAtOnce(std::uint16_t channel, const OutgoingMessage& message);
+    int WriteMessage(std::uint16_t channel, const OutgoingMessage& message);
+    int WriteDirectly(MessageFrames& frames);
     int HandOver(std::span<std::string_view> pieces, bool more);
     int WriteThroughRabbitMqC(std::uint16_t channel, const OutgoingMessage& message);
-    std::optional<Gathering::Pause> PauseFor(const OutgoingMessage& message);
+    int WriteAtOnce(std::uint16_t channel, const OutgoingMessage& message);
     int WriteFrameByFrame(std::uint16_t channel, const OutgoingMessage& message);
     int WriteFrame(const amqp_frame_t& frame, std::size_t octets);
     /// An answer that the broker waits for, and after which nothing may follow: not held back by a batch.

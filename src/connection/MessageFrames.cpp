@@ -58,7 +58,7 @@ MessageFrames::Pieces MessageFrames::Next()
     {
         BeginFrame(AMQP_FRAME_BODY, slice.size());
     }
-    const bool copies = !slice.empty() && slice.size() <= copied;
+    const bool copies = !slice.empty() && slice.size() <= mostCopied;
     if (copies)
     {
         next = std::copy(slice.begin(), slice.end(), next);
@@ -90,7 +90,7 @@ void MessageFrames::EndFrame(char* payload)
 amqp_bytes_t MessageFrames::Rest()
 {
     const auto used = static_cast<std::size_t>(next - octets.data());
-    return {used < most ? most - used : 0, next};
+    return {used < mostOfHead ? mostOfHead - used : 0, next};
 }
 
 bool MessageFrames::Advance(int encoded)

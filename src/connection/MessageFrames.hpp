@@ -32,6 +32,11 @@ public:
     Pieces Next();
     bool HasNext() const { return !atEnd; }
 
+    /// Octets of the head at most; every broker takes frames of so many.
+    static constexpr std::size_t mostOfHead = 4096;
+    /// Copying a larger body to the rest takes longer than handing it over as a piece of its own.
+    static constexpr std::size_t mostCopied = 1024;
+
 private:
     char* BeginFrame(std::uint8_t type, std::size_t payload = 0);
     void EndFrame(char* payload);
@@ -41,17 +46,12 @@ private:
     amqp_bytes_t Rest();
     bool Advance(int encoded);
 
-    /// Of the head; every broker takes frames of so many octets.
-    static constexpr std::size_t most = 4096;
-    /// Copying a larger body to the rest takes longer than handing it over as a piece of its own.
-    static constexpr std::size_t copied = 1024;
-
     std::uint16_t channel;
     const OutgoingMessage& message;
     std::size_t mostBody;
     std::size_t done = 0; // of the body
     bool atEnd = false;
-    std::array<char, most + copied + 2 * frameOverhead> octets;
+    std::array<char, mostOfHead + mostCopied + 2 * frameOverhead> octets;
     char* next = octets.data();
 };
 

@@ -2,6 +2,8 @@
 
 #include "connection/SocketOptions.hpp"
 
+#include <algorithm>
+
 namespace Amqp
 {
 
@@ -22,19 +24,35 @@ void PeerWatch::Start(amqp_connection_state_t connection, std::chrono::seconds h
 {
     state = connection;
     patience = 2 * heartbeat;
+    HasBeenRead();
+}
+
+bool PeerWatch::IsDue()
+{
+    if (patience == milliseconds(0))
+    {
+        return false;
+    }
+    roomLeft = 0;
+    return Clock::now() >= std::min(nextLook, nextReading);
+}
+
+void PeerWatch::HasBeenRead()
+{
+    nextReading = Clock::now() + patience;
 }
 
 PeerWatch::Room PeerWatch::Await(std::size_t octets)
 {
     if (patience == milliseconds(0))
     {
-        return Room::Known;
+        return Room::Enough;
     }
     // A look costs system calls: one is good for many small writes.
     if (octets + overhead <= roomLeft && Clock::now() < nextLook)
     {
         roomLeft -= octets + overhead;
-        return Room::Known;
+        return Room::Enough;
     }
     return Look(octets);
 }
@@ -48,7 +66,8 @@ PeerWatch::Room PeerWatch::Look(std::size_t octets)
         const auto quiet = Socket::SinceReceived(socket);
         if (!quiet)
         {
-            return Room::Enough; // rabbitmq-c will find the failure
+            nextLook = Clock::now() + patience;
+            return Room::Enough; // a failure will be found by the write
         }
         milliseconds left = patience - margin - *quiet;
         if (left <= milliseconds(0))

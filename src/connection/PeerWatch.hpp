@@ -16,18 +16,24 @@ class PeerWatch
 public:
     enum class Room
     {
-        Known,  ///< What is to be written fits, as an earlier look has shown.
-        Enough, ///< It fits, and the peer was alive just now.
+        Enough, ///< What is to be written fits.
         Tight,  ///< Something fits, perhaps not all of it.
         Silent  ///< Nothing has come from the peer for two heartbeat intervals: it counts as gone.
     };
 
-    /// After the login, which settles the heartbeat interval; with 0 the peer is never looked at.
+    /// After the login, which settles the heartbeat interval; with 0 everything has room.
     void Start(amqp_connection_state_t connection, std::chrono::seconds heartbeat);
 
     /// Waits until something can be written, as long as the peer gives signs of life: a broker that is short of memory
     /// reads nothing, but sends heartbeats.
     Room Await(std::size_t octets);
+
+    /// Whether the peer has to be looked at, or rabbitmq-c to read, before the next write: that write has to await its
+    /// room and go through rabbitmq-c. Any other one may go past both, and is not counted here.
+    bool IsDue();
+    /// rabbitmq-c has had the opportunity to read: it takes it when it has not read for as long as a peer may be
+    /// silent.
+    void HasBeenRead();
 
     /// How long a peer may be silent.
     std::chrono::milliseconds Patience() const { return patience; }
@@ -40,7 +46,8 @@ private:
     amqp_connection_state_t state = nullptr;
     std::chrono::milliseconds patience{0};
     Clock::time_point nextLook{}; // the peer cannot count as silent before
-    std::size_t roomLeft = 0;     // surely, of what the last look found
+    Clock::time_point nextReading{};
+    std::size_t roomLeft = 0; // surely, of what the last look found
 };
 
 } // namespace Amqp

@@ -101,20 +101,29 @@ void WriteLimit([[maybe_unused]] int socket, [[maybe_unused]] std::chrono::milli
 
 std::ptrdiff_t Send(int socket, std::span<const std::string_view> pieces, bool more)
 {
-    std::array<iovec, 3> vectors{};
-    msghdr message{};
-    message.msg_iov = vectors.data();
+    std::array<iovec, 3> vectors;
+    std::size_t count = 0;
     for (const std::string_view piece : pieces)
     {
-        if (!piece.empty() && message.msg_iovlen < vectors.size())
+        if (!piece.empty() && count < vectors.size())
         {
-            vectors[message.msg_iovlen++] = {const_cast<char*>(piece.data()), piece.size()};
+            vectors[count++] = {const_cast<char*>(piece.data()), piece.size()};
         }
     }
     const int flags = MSG_NOSIGNAL | MSG_DONTWAIT | Announce(more);
     // One piece takes less time this way.
-    const ssize_t sent = message.msg_iovlen == 1 ? send(socket, vectors[0].iov_base, vectors[0].iov_len, flags)
-                                                 : sendmsg(socket, &message, flags);
+    ssize_t sent = -1;
+    if (count == 1)
+    {
+        sent = send(socket, vectors[0].iov_base, vectors[0].iov_len, flags);
+    }
+    else
+    {
+        msghdr message{};
+        message.msg_iov = vectors.data();
+        message.msg_iovlen = count;
+        sent = sendmsg(socket, &message, flags);
+    }
     return sent < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR) ? 0 : sent;
 }
 

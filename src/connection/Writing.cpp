@@ -1,7 +1,8 @@
-// How a message gets onto the wire. Mostly in one system call, past rabbitmq-c, which encodes it, but would make three
-// or more and copy the body; it need not know what has been written. Through rabbitmq-c over TLS, with many headers,
-// and with heartbeats now and then, since it takes in what has come then, and with it the peer's heartbeats. And frame
-// by frame where the socket is short of room, so that rabbitmq-c never waits for a peer that has fallen silent.
+// How a message gets onto the wire. Over TCP mostly past rabbitmq-c, which would make a system call for the method and
+// one for the properties, and copy the body: the kernel takes all of it in one call. Through rabbitmq-c over TLS, with
+// large headers, and with heartbeats once in two intervals: it reads in a publish when it has not read for so long, and
+// on a connection that only publishes nobody else reads. It writes frame by frame where the socket is short of room, so
+// that it never waits for a peer that has fallen silent.
 #include "connection/ConnectionImpl.hpp"
 
 #include "connection/MessageFrames.hpp"
@@ -42,37 +43,33 @@ private:
 
 int Connection::ConnectionImpl::Write(std::uint16_t channel, const OutgoingMessage& message)
 {
-    const bool headers = (message.properties._flags & AMQP_BASIC_HEADERS_FLAG) != 0;
+    if (!gathering.IsOn())
+    {
+        return WriteMessage(channel, message);
+    }
     int status = AMQP_STATUS_OK;
-    switch (peer.Await(message.body.size() + smallFrames + (headers ? frameMax : 0)))
+    if (message.body.size() < gatheredBelow)
     {
-    case PeerWatch::Room::Known:
-        status = WriteAtOnce(channel, message);
-        break;
-    case PeerWatch::Room::Enough:
-        status = WriteThroughRabbitMqC(channel, message);
-        break;
-    case PeerWatch::Room::Tight:
-        status = WriteFrameByFrame(channel, message);
-        break;
-    case PeerWatch::Room::Silent:
-        return GiveUpPeer();
+        status = WriteMessage(channel, message);
     }
-    if (gathering.IsOn())
+    else
     {
-        gathering.Wrote(message.body.size());
+        const Gathering::Pause pause(gathering);
+        status = WriteMessage(channel, message);
     }
+    gathering.Wrote(message.body.size());
     return status;
 }
 
-int Connection::ConnectionImpl::WriteAtOnce(std::uint16_t channel, const OutgoingMessage& message)
+int Connection::ConnectionImpl::WriteMessage(std::uint16_t channel, const OutgoingMessage& message)
 {
     MessageFrames frames(channel, message, frameMax);
-    if (!plainTcp || !frames.EncodeHead())
-    {
-        return WriteThroughRabbitMqC(channel, message);
-    }
-    const auto pause = PauseFor(message);
+    const bool direct = plainTcp && !peer.IsDue() && frames.EncodeHead();
+    return direct ? WriteDirectly(frames) : WriteThroughRabbitMqC(channel, message);
+}
+
+int Connection::ConnectionImpl::WriteDirectly(MessageFrames& frames)
+{
     int status = AMQP_STATUS_OK;
     while (status == AMQP_STATUS_OK && frames.HasNext())
     {
@@ -115,26 +112,32 @@ int Connection::ConnectionImpl::HandOver(std::span<std::string_view> pieces, boo
 
 int Connection::ConnectionImpl::WriteThroughRabbitMqC(std::uint16_t channel, const OutgoingMessage& message)
 {
-    const auto pause = PauseFor(message);
+    const bool headers = (message.properties._flags & AMQP_BASIC_HEADERS_FLAG) != 0;
+    switch (peer.Await(message.body.size() + smallFrames + (headers ? frameMax : 0)))
+    {
+    case PeerWatch::Room::Enough:
+        return WriteAtOnce(channel, message);
+    case PeerWatch::Room::Tight:
+        return WriteFrameByFrame(channel, message);
+    default:
+        return GiveUpPeer();
+    }
+}
+
+int Connection::ConnectionImpl::WriteAtOnce(std::uint16_t channel, const OutgoingMessage& message)
+{
     const int status =
         amqp_basic_publish(State(), channel, ToBytes(message.exchange), ToBytes(message.routingKey), message.mandatory,
                            /*immediate*/ 0, &message.properties, ToBytes(message.body));
+    peer.HasBeenRead();
     // rabbitmq-c announces more after each full frame, even after the last one, and the kernel would wait for it.
     const std::size_t full = frameMax - frameOverhead;
-    if (!gathering.IsOn() && message.body.size() >= full && message.body.size() % full == 0)
+    const bool gathered = gathering.IsOn() && message.body.size() < gatheredBelow;
+    if (!gathered && message.body.size() >= full && message.body.size() % full == 0)
     {
         Socket::Push(amqp_get_sockfd(State()));
     }
     return status;
-}
-
-std::optional<Gathering::Pause> Connection::ConnectionImpl::PauseFor(const OutgoingMessage& message)
-{
-    if (gathering.IsOn() && message.body.size() >= gatheredBelow)
-    {
-        return std::optional<Gathering::Pause>(std::in_place, gathering);
-    }
-    return {};
 }
 
 int Connection::ConnectionImpl::WriteFrameByFrame(std::uint16_t channel, const OutgoingMessage& message)
@@ -161,8 +164,7 @@ int Connection::ConnectionImpl::WriteFrameByFrame(std::uint16_t channel, const O
     frame.frame_type = AMQP_FRAME_BODY;
     for (std::string_view rest = message.body; status == AMQP_STATUS_OK && !rest.empty();)
     {
-        const PeerWatch::Room room = peer.Await(std::min(most, rest.size()) + frameOverhead);
-        const bool fits = room == PeerWatch::Room::Known || room == PeerWatch::Room::Enough;
+        const bool fits = peer.Await(std::min(most, rest.size()) + frameOverhead) == PeerWatch::Room::Enough;
         const std::string_view slice = rest.substr(0, fits ? most : small);
         frame.payload.body_fragment = ToBytes(slice);
         status = fits ? amqp_send_frame(State(), &frame) : WriteFrame(frame, smallFrames);
@@ -175,7 +177,6 @@ int Connection::ConnectionImpl::WriteFrame(const amqp_frame_t& frame, std::size_
 {
     switch (peer.Await(octets))
     {
-    case PeerWatch::Room::Known:
     case PeerWatch::Room::Enough:
         return amqp_send_frame(State(), &frame);
     case PeerWatch::Room::Tight:

@@ -25,12 +25,6 @@ std::string BodyOf(std::size_t number)
     return body;
 }
 
-void ShrinkSendBuffer(int socket)
-{
-    const int size = 32768;
-    EXPECT_EQ(setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &size, sizeof size), 0);
-}
-
 // A client in a batch. With heartbeats, it shrinks its buffer only after it has once looked how much room there is.
 class SqueezedClient
 {

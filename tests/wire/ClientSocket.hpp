@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <thread>
 
+#include <gtest/gtest.h>
 #include <linux/sockios.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -53,6 +54,11 @@ inline int Unread(int socket)
     int octets = -1;
     ioctl(socket, FIONREAD, &octets);
     return octets;
+}
+
+inline void ShrinkSendBuffer(int socket, int size = 32768)
+{
+    EXPECT_EQ(setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &size, sizeof size), 0);
 }
 
 inline bool IsCorked(int socket)

@@ -21,9 +21,7 @@ Clock::duration FastestRound(std::size_t bodySize, bool tls)
     ScriptedBroker broker(
         [&](Dialogue& peer)
         {
-            LoginScript login = tls ? TlsLogin() : LoginScript();
-            login.frameMax = frameMax;
-            peer.Login(login);
+            peer.Login(LoginOver(tls, {.frameMax = frameMax}));
             peer.OpenChannel(1);
             AcceptConsumer(peer, 1, /*noAck*/ true);
             for (int i = 0; i < rounds; ++i)
@@ -34,8 +32,7 @@ Clock::duration FastestRound(std::size_t bodySize, bool tls)
             peer.CloseChannel(1);
             peer.CloseConnection();
         });
-    const auto connection =
-        tls ? LogInOverTls(broker.Port(), "identity", "/", frameMax) : Connect(broker, {}, consumeWait, frameMax);
+    const auto connection = LogIn(broker, {.frameMax = frameMax}, tls);
     const auto channel = OpenChannel(connection);
     channel->Subscribe("q", Ignore, Amqp::Auto, false, false);
 

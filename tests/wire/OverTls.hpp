@@ -2,24 +2,27 @@
 // TLS itself never comes to a login.
 #pragma once
 
-#include <memory>
-#include <string>
-#include <string_view>
+#include "LoginOptions.hpp"
 
-#include "Client.hpp"
-
-inline std::shared_ptr<Amqp::Connection> LogInOverTls(std::uint16_t port, std::string_view identity = "identity",
-                                                      std::string_view virtualHost = "/", int frameMax = 131072)
+// The user is the identity; there is no password.
+inline std::shared_ptr<Amqp::Connection> LogInOverTls(std::uint16_t port, const LoginOptions& options)
 {
-    return std::make_shared<Amqp::Connection>("127.0.0.1", port, identity, virtualHost, Amqp::Table{}, consumeWait, 0s,
-                                              frameMax);
+    return std::make_shared<Amqp::Connection>("127.0.0.1", port, options.user, options.virtualHost, options.properties,
+                                              consumeWait, options.heartbeat, options.frameMax);
+}
+
+inline std::shared_ptr<Amqp::Connection> LogIn(const ScriptedBroker& broker, const LoginOptions& options, bool tls)
+{
+    return tls ? LogInOverTls(broker.Port(), options) : LogIn(broker, options);
 }
 
 // What the broker sees of it.
-inline LoginScript TlsLogin()
+inline LoginScript LoginOver(bool tls, LoginScript script = {})
 {
-    LoginScript script;
-    script.mechanism = "EXTERNAL";
-    script.response = "identity";
+    if (tls)
+    {
+        script.mechanism = "EXTERNAL";
+        script.response = "guest";
+    }
     return script;
 }

@@ -44,7 +44,7 @@ TEST_F(PeerWatchOn, GivesRoomForWhatFits)
     watch.Start(state, std::chrono::seconds(60));
 
     EXPECT_EQ(watch.Await(1000), Room::Enough);
-    EXPECT_EQ(watch.Await(1000), Room::Known); // of what the first look found
+    EXPECT_EQ(watch.Await(1000), Room::Enough); // of what the first look found
 }
 
 TEST_F(PeerWatchOn, IsTightForWhatIsLargerThanTheSendBuffer)
@@ -61,7 +61,7 @@ TEST_F(PeerWatchOn, AsksForNothingWithoutHeartbeats)
     ShrinkSendBuffer();
     watch.Start(state, std::chrono::seconds(0));
 
-    EXPECT_EQ(watch.Await(100'000), Room::Known);
+    EXPECT_EQ(watch.Await(100'000), Room::Enough);
 }
 
 TEST_F(PeerWatchOn, LeavesAFailedSocketToRabbitMqC)

@@ -2,7 +2,6 @@
 // the last. Stands in for functions of rabbitmq-c, so that they fail or answer as a test wants; an executable of its
 // own, since all others shall have the real ones.
 #include "ClientSocket.hpp"
-#include "LoginOptions.hpp"
 #include "Messaging.hpp"
 #include "OverTls.hpp"
 #include "support/EphemeralPort.hpp"
@@ -45,7 +44,7 @@ void ExpectBothRefused(const std::string& tcpText, const std::string& tlsText)
 {
     EXPECT_THAT([] { Amqp::Connection("127.0.0.1", UnusedPort(), "guest", "guest", "/", {}, consumeWait, 0s, 131072); },
                 testing::ThrowsMessage<std::runtime_error>(tcpText));
-    EXPECT_THAT([] { LogInOverTls(UnusedPort()); }, testing::ThrowsMessage<std::runtime_error>(tlsText));
+    EXPECT_THAT([] { LogInOverTls(UnusedPort(), {}); }, testing::ThrowsMessage<std::runtime_error>(tlsText));
 }
 
 } // namespace
@@ -119,7 +118,7 @@ TEST(Setup, LogsInOverTlsWithTheIdentityAndTheVirtualHost)
         LoginAndClose({.mechanism = "EXTERNAL", .response = "CN=orders", .virtualHost = "orders/eu"}));
     const During during(tcpForTls);
 
-    EXPECT_NO_THROW(LogInOverTls(broker.Port(), "CN=orders", "orders/eu"));
+    EXPECT_NO_THROW(LogInOverTls(broker.Port(), {.user = "CN=orders", .virtualHost = "orders/eu"}));
 }
 
 // A batch does nothing then, and a message goes out at once.
@@ -128,14 +127,14 @@ TEST(Setup, GathersNothingOverTls)
     ScriptedBroker broker(
         [](Dialogue& peer)
         {
-            peer.Login(TlsLogin());
+            peer.Login(LoginOver(/*tls*/ true));
             peer.OpenChannel(1);
             peer.ExpectPublish(1, {.routingKey = "q"}, PlainProperties(), "body");
             peer.CloseChannel(1);
             peer.CloseConnection();
         });
     const During during(tcpForTls);
-    const auto channel = OpenChannel(LogInOverTls(broker.Port()));
+    const auto channel = OpenChannel(LogIn(broker, {}, /*tls*/ true));
 
     const Amqp::Batch batch(*channel);
     EXPECT_FALSE(batch.Gathers());

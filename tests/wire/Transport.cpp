@@ -1,8 +1,7 @@
 #include "Transport.hpp"
 
-#include "LoginOptions.hpp"
 #include "OverTls.hpp"
-#include "values/RabbitMq.hpp"
+#include "connection/MessageFrames.hpp"
 
 #include <algorithm>
 #include <cstdint>
@@ -35,9 +34,7 @@ std::vector<Frame> FramesOf(const Publishing& publish, Way way, int frameMax)
     ScriptedBroker broker(
         [&](Dialogue& peer)
         {
-            LoginScript login = tls ? TlsLogin() : LoginScript();
-            login.frameMax = static_cast<std::uint32_t>(frameMax);
-            peer.Login(login);
+            peer.Login(LoginOver(tls, {.frameMax = static_cast<std::uint32_t>(frameMax)}));
             peer.OpenChannel(1);
             const std::string end = Encode(QueuePurge{.queue = "end"});
             for (frames.push_back(peer.ReadFrame()); frames.back().payload != end; frames.push_back(peer.ReadFrame()))
@@ -48,8 +45,7 @@ std::vector<Frame> FramesOf(const Publishing& publish, Way way, int frameMax)
             peer.CloseConnection();
         });
     {
-        const auto channel = OpenChannel(tls ? LogInOverTls(broker.Port(), "identity", "/", frameMax)
-                                             : LogIn(broker, {.frameMax = frameMax}));
+        const auto channel = OpenChannel(LogIn(broker, {.frameMax = frameMax}, tls));
         std::optional<Amqp::Batch> batch;
         if (way == Way::InABatch)
         {
@@ -65,6 +61,7 @@ std::vector<Frame> FramesOf(const Publishing& publish, Way way, int frameMax)
 void PublishSizes(Amqp::Channel& channel)
 {
     constexpr std::size_t full = smallestFrameMax - 8;
+    constexpr std::size_t copied = Amqp::MessageFrames::mostCopied;
     for (const std::size_t size : {std::size_t{0}, std::size_t{1}, copied, copied + 1, full - 1, full, full + 1,
                                    full + copied, full + copied + 1, 2 * full, 2 * full + 1})
     {

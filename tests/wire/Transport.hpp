@@ -17,7 +17,6 @@ extern std::size_t throughRabbitMqC; // messages, so far
 extern std::size_t atOnce;           // octets that the kernel takes at most
 
 constexpr int smallestFrameMax = 4096;
-constexpr std::size_t copied = 1024; // of a body that is written with the rest, as one piece
 
 enum class Way
 {
