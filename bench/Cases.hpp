@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
@@ -19,10 +20,10 @@ struct Case
     std::string name;
     std::optional<double> target; // how many times as fast as rabbitmq-c alone the library has to be
     std::function<Sides(const Site&)> prepare;
-    std::size_t count = 0;       // what one round does; 0 to find out
-    std::size_t mostRounds = 99; // for what takes long
-    bool manySettings = false;   // with large bodies TCP has moods, which a connection keeps
-    bool longOnBroker = false;   // left out of a quick run
+    std::size_t count = 0;                                            // what one round does; 0 to find out
+    std::size_t mostRounds = std::numeric_limits<std::size_t>::max(); // for what takes long
+    bool manySettings = false; // with large bodies TCP has moods, which a connection keeps
+    bool longOnBroker = false; // left out of a quick run
 };
 
 // The work that is done once, as often as is wanted.

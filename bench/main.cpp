@@ -43,11 +43,11 @@ void RunLibrary(const Case& wanted, const Site& site, std::size_t count)
     }
 }
 
+// Many settings with a round each, or many rounds with one.
 Comparison Measure(const Case& wanted, const Site& site, Effort effort)
 {
-    const std::size_t rounds = std::min(effort.rounds, wanted.mostRounds);
-    effort.settings = wanted.manySettings ? std::min(effort.settings, rounds) : 1;
-    effort.rounds = rounds / effort.settings;
+    effort.settings = wanted.manySettings ? std::min(effort.settings, wanted.mostRounds) : 1;
+    effort.rounds = wanted.manySettings ? 1 : std::min(effort.rounds, wanted.mostRounds);
     return Compare([&] { return wanted.prepare(site); }, effort, wanted.count);
 }
 
@@ -69,8 +69,8 @@ std::vector<Case> Wanted(const Options& options)
 
 void MeasureAll(const Options& options, const Site& peer)
 {
-    const Effort onPeer = options.quick ? Effort{1, 5, 0.01} : Effort{7, 105, 0.02};
-    const Effort onBroker = options.quick ? Effort{1, 3, 0.01} : Effort{3, 9, 0.03};
+    const Effort onPeer = options.quick ? Effort{5, 5, 0.01} : Effort{211, 105, 0.02};
+    const Effort onBroker = options.quick ? Effort{3, 3, 0.01} : Effort{9, 9, 0.03};
     const auto broker = options.withBroker ? std::optional(BrokerOfTheEnvironment()) : std::nullopt;
     Report report(options.output);
     for (const Case& wanted : Wanted(options))
