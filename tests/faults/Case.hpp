@@ -14,10 +14,11 @@ namespace Faults
 // What the peer does after it has sent what it sends.
 enum class Ending
 {
-    Obliging,  // answers every goodbye
-    Listening, // reads on, and answers nothing
-    Deaf,      // neither reads nor sends
-    EndOutput, // closes its side, and reads on
+    Obliging,   // answers every goodbye
+    Listening,  // reads on, and answers nothing
+    Swallowing, // reads on, and does not care whether a frame is whole
+    Deaf,       // neither reads nor sends
+    EndOutput,  // closes its side, and reads on
     Close,
     Reset
 };

@@ -240,7 +240,7 @@ void Maker::Silences()
     FallSilent(answer.size() - 1);
     if (operation.publish)
     {
-        PublishToSilence("silent while it publishes", Ending::Listening);
+        PublishToSilence("silent while it publishes", Ending::Swallowing);
         PublishToSilence("deaf while it publishes", Ending::Deaf);
     }
 }

@@ -97,6 +97,9 @@ void Peer::End(Dialogue& dialogue)
         finished.get_future().wait_for(2 * deadline);
         dialogue.Abandon();
         return;
+    case Ending::Swallowing:
+        dialogue.ReadToEnd();
+        return;
     case Ending::EndOutput:
         dialogue.EndOutput();
         break;

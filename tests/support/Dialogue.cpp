@@ -231,6 +231,17 @@ void Dialogue::ExpectEnd()
     }
 }
 
+void Dialogue::ReadToEnd()
+{
+    const Step step(*this, "read to the end of the stream");
+    while (!ended)
+    {
+        received.clear();
+        Fill(endOfStream);
+    }
+    received.clear();
+}
+
 void Dialogue::AwaitEnd()
 {
     if (!abandoned && (!ended || !received.empty()))

@@ -90,6 +90,7 @@ public:
 
     void ExpectSilence(std::chrono::milliseconds duration);
     void ExpectEnd();
+    void ReadToEnd(); // whatever comes, even half a frame
 
     void EndOutput(); // the client reads the end of the stream, and can go on sending
 

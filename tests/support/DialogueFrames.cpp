@@ -85,7 +85,7 @@ void Dialogue::Mismatch(std::string_view expected, std::string_view actual)
 void Dialogue::Fill(std::string_view expected)
 {
     RequireOpen();
-    const std::string unread = received.empty() ? "" : " after the octets " + Hex(received);
+    const auto unread = [this] { return received.empty() ? "" : " after the octets " + Hex(received); };
     if (!ended)
     {
         switch (stream.Receive(received))
@@ -93,13 +93,13 @@ void Dialogue::Fill(std::string_view expected)
         case Stream::Outcome::Ready:
             return;
         case Stream::Outcome::TimedOut:
-            NotFinished(expected, "nothing more before the deadline" + unread);
+            NotFinished(expected, "nothing more before the deadline" + unread());
         case Stream::Outcome::Ended:
             ended = true;
             return;
         }
     }
-    NotFinished(expected, "the end of the stream" + unread);
+    NotFinished(expected, "the end of the stream" + unread());
 }
 
 // False when the frame has not arrived whole.

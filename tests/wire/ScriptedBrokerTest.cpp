@@ -311,6 +311,24 @@ TEST(ScriptedBroker, SilenceHeartbeatsAndEndAreSteps)
     ExpectAll(Play(silence, [](RawClient&) {}), {"expected: silence for 30 ms", "actual:   the end of the stream"});
 }
 
+TEST(ScriptedBroker, ScriptMayReadToTheEndWhateverComes)
+{
+    const auto halfAFrame = [](RawClient& client)
+    {
+        client.Send(1, BasicAck{});
+        client.Send(FrameBytes({bodyFrame, 1, "body"}).substr(0, 9));
+    };
+    EXPECT_EQ(Play([](Dialogue& peer) { peer.ReadToEnd(); }, halfAFrame), "");
+    ExpectAll(Play(
+                  [](Dialogue& peer)
+                  {
+                      peer.ReadFrame();
+                      peer.ReadFrame();
+                  },
+                  halfAFrame),
+              {"expected: a frame", "actual:   the end of the stream after the octets 03 00 01"});
+}
+
 TEST(ScriptedBroker, ScriptMayCutTheConnectionAndIgnoresTheRest)
 {
     const auto talk = [](RawClient& client)
