@@ -52,15 +52,18 @@ private:
     std::map<std::uint64_t, Amqp::PublishCallback> pending;
 };
 
-Sides PublishingWithCallback(const Site& site, const Kind& kind)
+Sides PublishingWithCallback(const Site& site, const Kind& kind, std::size_t pending = 0)
 {
     const auto pair = std::make_shared<Pair>(site, kind);
     pair->RouteSomewhere();
-    return {
+    Sides sides{
         Repeat([pair]
                { pair->library.channel->Publish(pair->exchange, pair->key, pair->message.ForLibrary(), 0, Ignore); },
                [pair] { pair->library.Sync(); }),
         Repeat([numbered = std::make_shared<Numbered>(pair)] { numbered->Publish(); }, [pair] { pair->bare.Sync(); })};
+    sides.library.run(pending);
+    sides.bare.run(pending);
+    return sides;
 }
 
 // Against a loop without one: a batch of a hundred messages at a time.
@@ -104,6 +107,15 @@ std::vector<Case> PublishCases()
                              .manySettings = kind.IsLarge()});
         }
     }
+    constexpr std::size_t pending = 100'000;
+    cases.push_back({.group = "publish",
+                     .name = "100 B, callback, " + std::to_string(pending) + " more waiting",
+                     .target = target,
+                     .prepare =
+                         [](const Site& site) {
+                             return PublishingWithCallback(site, {100, Dress::Plain}, pending);
+                         },
+                     .longOnBroker = true});
     return cases;
 }
 

@@ -33,7 +33,7 @@ bool PeerWatch::IsDue()
     {
         return false;
     }
-    roomLeft = 0;
+    roomLeft = 0; // nobody counts what a write that goes past takes of it
     return Clock::now() >= std::min(nextLook, nextReading);
 }
 
