@@ -28,13 +28,14 @@ void Check(const amqp_rpc_reply_t& reply, const char* what)
 Bare::Bare(const Site& site, int frameMax) : state(amqp_new_connection())
 {
     amqp_socket_t* const socket = amqp_tcp_socket_new(state);
-    if (socket == nullptr || amqp_socket_open(socket, site.host.c_str(), site.port) != AMQP_STATUS_OK)
+    if (socket == nullptr || amqp_socket_open(socket, site.address.host.c_str(), site.address.port) != AMQP_STATUS_OK)
     {
         amqp_destroy_connection(state);
         Fail("connecting");
     }
-    const amqp_rpc_reply_t reply = amqp_login(state, site.virtualHost.c_str(), 0, frameMax, 0, AMQP_SASL_METHOD_PLAIN,
-                                              site.user.c_str(), site.password.c_str());
+    const amqp_rpc_reply_t reply =
+        amqp_login(state, site.address.virtualHost.c_str(), 0, frameMax, 0, AMQP_SASL_METHOD_PLAIN,
+                   site.address.user.c_str(), site.address.password.c_str());
     if (reply.reply_type != AMQP_RESPONSE_NORMAL)
     {
         amqp_destroy_connection(state);

@@ -5,23 +5,17 @@
 
 #include <chrono>
 #include <memory>
-#include <string>
+
+#include "support/BrokerAddress.hpp"
 
 namespace Bench
 {
 
 struct Site
 {
-    std::string host;
-    unsigned short port;
-    std::string user;
-    std::string password;
-    std::string virtualHost;
+    BrokerAddress address;
     bool isBroker;
 };
-
-// The one that the environment names, as scripts/broker sets it. Throws std::runtime_error when it names none.
-Site BrokerOfTheEnvironment();
 
 // How long one step of either side waits for a delivery.
 constexpr std::chrono::seconds longestWait(30);

@@ -71,7 +71,7 @@ void MeasureAll(const Options& options, const Site& peer)
 {
     const Effort onPeer = options.quick ? Effort{5, 5, 0.01} : Effort{211, 105, 0.02};
     const Effort onBroker = options.quick ? Effort{3, 3, 0.01} : Effort{9, 9, 0.03};
-    const auto broker = options.withBroker ? std::optional(BrokerOfTheEnvironment()) : std::nullopt;
+    const auto broker = options.withBroker ? std::optional(Site{BrokerOfTheEnvironment(), true}) : std::nullopt;
     Report report(options.output);
     for (const Case& wanted : Wanted(options))
     {
@@ -105,12 +105,8 @@ Site PeerAt(const std::string& text)
     {
         throw std::runtime_error("not ADDRESS:PORT: " + text);
     }
-    return {text.substr(0, colon),
-            static_cast<unsigned short>(std::stoi(text.substr(colon + 1))),
-            "guest",
-            "guest",
-            "/",
-            false};
+    const auto port = static_cast<unsigned short>(std::stoi(text.substr(colon + 1)));
+    return {{.host = text.substr(0, colon), .port = port}, false};
 }
 
 // For another such program, on another machine say, until the standard input ends.
@@ -145,7 +141,7 @@ void Start(const Options& options)
         return;
     }
     const PeerProcess peer;
-    Work(options, {"127.0.0.1", peer.Port(), "guest", "guest", "/", false});
+    Work(options, {{.port = peer.Port()}, false});
 }
 
 } // namespace

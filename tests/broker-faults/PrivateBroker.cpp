@@ -11,6 +11,8 @@
 #include <stdexcept>
 #include <unistd.h>
 
+#include "support/BrokerAddress.hpp"
+
 namespace
 {
 
@@ -125,7 +127,7 @@ void PrivateBroker::Restart()
 
 pid_t PrivateBroker::Process()
 {
-    return static_cast<pid_t>(std::stoi(std::getenv("AMQP_BROKER_PID")));
+    return BrokerProcess();
 }
 
 Frozen::Frozen(pid_t frozen, std::chrono::seconds limit) : process(frozen)

@@ -1,8 +1,8 @@
 #include "Faults.hpp"
 
-#include <cstdlib>
 #include <stdexcept>
 
+#include "support/BrokerAddress.hpp"
 #include "values/Bytes.hpp"
 #include "values/RabbitMq.hpp"
 
@@ -39,10 +39,10 @@ struct Witness::State
 Witness::Witness() : state(std::make_unique<State>())
 {
     amqp_socket_t* const socket = amqp_tcp_socket_new(state->connection);
-    const int port = std::stoi(std::getenv("AMQP_PORT"));
-    Require(amqp_socket_open(socket, std::getenv("AMQP_HOST"), port) == AMQP_STATUS_OK, "connect");
-    RequireReply(amqp_login(state->connection, std::getenv("AMQP_VHOST"), 0, Broker::frameMax, 0,
-                            AMQP_SASL_METHOD_PLAIN, std::getenv("AMQP_USER"), std::getenv("AMQP_PASSWORD")),
+    const BrokerAddress broker = BrokerOfTheEnvironment();
+    Require(amqp_socket_open(socket, broker.host.c_str(), broker.port) == AMQP_STATUS_OK, "connect");
+    RequireReply(amqp_login(state->connection, broker.virtualHost.c_str(), 0, Broker::frameMax, 0,
+                            AMQP_SASL_METHOD_PLAIN, broker.user.c_str(), broker.password.c_str()),
                  "log in");
     Require(amqp_channel_open(state->connection, channel) != nullptr, "open a channel");
     Require(amqp_confirm_select(state->connection, channel) != nullptr, "ask for confirmations");

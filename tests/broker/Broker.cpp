@@ -2,22 +2,15 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
 #include <unistd.h>
 
+#include "support/BrokerAddress.hpp"
+
 namespace
 {
-
-const char* const variables[] = {"AMQP_HOST", "AMQP_PORT", "AMQP_USER", "AMQP_PASSWORD", "AMQP_VHOST", "RABBITMQCTL"};
-
-std::string Environment(const char* variable)
-{
-    const char* const value = std::getenv(variable);
-    return value == nullptr ? "" : value;
-}
 
 std::string Quoted(std::string_view text)
 {
@@ -33,11 +26,9 @@ std::string Quoted(std::string_view text)
 
 void Broker::SetUp()
 {
-    for (const char* const variable : variables)
-    {
-        ASSERT_NE(Environment(variable), "") << "no broker to test with: " << variable
-                                             << " is not set; run the tests by \"scripts/broker run -- COMMAND\"";
-    }
+    // Whatever is missing fails the test here, by what is thrown.
+    BrokerOfTheEnvironment();
+    RabbitMqCtl();
 }
 
 void Broker::TearDown()
@@ -58,23 +49,23 @@ void Broker::TearDown()
 
 std::shared_ptr<Amqp::Connection> Broker::Connect(const Login& login) const
 {
-    const std::string host = Environment("AMQP_HOST");
-    const std::string user = login.user.value_or(User());
-    const std::string password = login.password.value_or(Environment("AMQP_PASSWORD"));
-    const std::string virtualHost = login.virtualHost.value_or(Environment("AMQP_VHOST"));
-    const unsigned short port = login.port.value_or(Port());
-    return std::make_shared<Amqp::Connection>(host, port, user, password, virtualHost, login.properties, login.wait,
-                                              login.heartbeat, frameMax);
+    const BrokerAddress broker = BrokerOfTheEnvironment();
+    const std::string user = login.user.value_or(broker.user);
+    const std::string password = login.password.value_or(broker.password);
+    const std::string virtualHost = login.virtualHost.value_or(broker.virtualHost);
+    const unsigned short port = login.port.value_or(broker.port);
+    return std::make_shared<Amqp::Connection>(broker.host, port, user, password, virtualHost, login.properties,
+                                              login.wait, login.heartbeat, frameMax);
 }
 
 std::string Broker::User()
 {
-    return Environment("AMQP_USER");
+    return BrokerOfTheEnvironment().user;
 }
 
 unsigned short Broker::Port()
 {
-    return static_cast<unsigned short>(std::stoi(Environment("AMQP_PORT")));
+    return BrokerOfTheEnvironment().port;
 }
 
 std::string Broker::Name(std::string_view what)
@@ -96,7 +87,7 @@ std::string Broker::ExclusiveQueue(Amqp::Channel& channel, std::string_view what
 
 std::string Broker::Control(const std::vector<std::string>& arguments) const
 {
-    std::string command = "exec 2>&1; exec timeout --kill-after=2 30 " + Quoted(Environment("RABBITMQCTL")) + " -s";
+    std::string command = "exec 2>&1; exec timeout --kill-after=2 30 " + Quoted(RabbitMqCtl()) + " -s";
     for (const std::string& argument : arguments)
     {
         command += ' ' + Quoted(argument);
@@ -123,7 +114,7 @@ std::string Broker::Control(const std::vector<std::string>& arguments) const
 std::map<std::string, std::string> Broker::List(const std::string& listing,
                                                 const std::vector<std::string>& columns) const
 {
-    std::vector<std::string> arguments{listing, "-p", Environment("AMQP_VHOST"), "name"};
+    std::vector<std::string> arguments{listing, "-p", BrokerOfTheEnvironment().virtualHost, "name"};
     arguments.insert(arguments.end(), columns.begin(), columns.end());
     std::map<std::string, std::string> list;
     std::istringstream rows(Control(arguments));
@@ -179,7 +170,7 @@ void BrokerWithQueue::TearDown()
     connection.reset();
     if (!policy.empty())
     {
-        Control({"clear_policy", "-p", Environment("AMQP_VHOST"), policy});
+        Control({"clear_policy", "-p", BrokerOfTheEnvironment().virtualHost, policy});
     }
     Broker::TearDown();
 }
@@ -197,7 +188,7 @@ std::vector<std::string> BrokerWithQueue::Drain()
 void BrokerWithQueue::DeadLetter(const std::string& from, const std::string& to)
 {
     policy = Name("policy");
-    Control({"set_policy", "-p", Environment("AMQP_VHOST"), "--apply-to", "queues", policy, "^" + from + "$",
+    Control({"set_policy", "-p", BrokerOfTheEnvironment().virtualHost, "--apply-to", "queues", policy, "^" + from + "$",
              R"({"dead-letter-exchange": "", "dead-letter-routing-key": ")" + to + "\"}"});
 }
 

@@ -2,9 +2,32 @@
 // of 127.0.0.1, is the broker that the environment names.
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
+
 #include <dlfcn.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+
+#include "support/BrokerAddress.hpp"
+
+namespace
+{
+
+// rabbitmq-c calls connect, so nothing may be thrown through it.
+in_port_t PortOfTheBroker()
+{
+    try
+    {
+        return BrokerOfTheEnvironment().port;
+    }
+    catch (const std::exception& error)
+    {
+        std::fprintf(stderr, "no broker to run with: %s\n", error.what());
+        std::abort();
+    }
+}
+
+} // namespace
 
 extern "C" int connect(int socket, const sockaddr* address, socklen_t size)
 {
@@ -15,13 +38,7 @@ extern "C" int connect(int socket, const sockaddr* address, socklen_t size)
     {
         return original(socket, address, size);
     }
-    const char* const port = std::getenv("AMQP_PORT");
-    if (port == nullptr)
-    {
-        std::fputs("no broker to run with: run the tests by \"scripts/broker run -- COMMAND\"\n", stderr);
-        std::abort();
-    }
     sockaddr_in other = *reinterpret_cast<const sockaddr_in*>(address);
-    other.sin_port = htons(static_cast<in_port_t>(std::atoi(port)));
+    other.sin_port = htons(PortOfTheBroker());
     return original(socket, reinterpret_cast<const sockaddr*>(&other), sizeof other);
 }

@@ -8,6 +8,7 @@
 #include "FullProperties.hpp"
 #include "Recorder.hpp"
 #include "Session.hpp"
+#include "support/BrokerAddress.hpp"
 
 #include <cstdlib>
 #include <filesystem>
@@ -23,20 +24,10 @@ namespace
 const std::string first = "fuzz.first";
 const std::string second = "fuzz.second";
 
-std::string Environment(const char* name)
-{
-    const char* const value = std::getenv(name);
-    return value == nullptr ? throw std::runtime_error(std::string("not set: ") + name) : value;
-}
-
-std::uint16_t BrokerPort()
-{
-    return static_cast<std::uint16_t>(std::stoul(Environment("AMQP_PORT")));
-}
-
 std::shared_ptr<Amqp::Connection> ConnectBy(std::uint16_t port)
 {
-    return Fuzz::Connect(port, Environment("AMQP_USER"), Environment("AMQP_PASSWORD"));
+    const BrokerAddress broker = BrokerOfTheEnvironment();
+    return Fuzz::Connect(port, broker.user, broker.password);
 }
 
 // The files of one target; the same octets are written once.
@@ -143,10 +134,10 @@ void Publish(Amqp::Channel& channel, const Message& message)
 
 void RecordLoop(Output& output, const std::string& name, const std::vector<Message>& messages)
 {
-    Amqp::Channel helper(ConnectBy(BrokerPort()), Amqp::Channel::OnErrorThrow);
+    Amqp::Channel helper(ConnectBy(BrokerOfTheEnvironment().port), Amqp::Channel::OnErrorThrow);
     helper.DeclareQueue(first, false, false, false);
     helper.DeclareQueue(second, false, false, false);
-    Fuzz::Recorder recorder(BrokerPort());
+    Fuzz::Recorder recorder(BrokerOfTheEnvironment().port);
     {
         Fuzz::Listening listening(ConnectBy(recorder.Port()), first, second);
         for (const Message& message : messages)
@@ -175,7 +166,7 @@ void RecordLoop(Output& output, const std::string& name, const std::vector<Messa
 
 void RecordReplies(Output& output, const std::string& name, const Fuzz::Names& names)
 {
-    Fuzz::Recorder recorder(BrokerPort());
+    Fuzz::Recorder recorder(BrokerOfTheEnvironment().port);
     Fuzz::CallAll(ConnectBy(recorder.Port()), names, [] {});
     const Fuzz::Frames said = Behind(Fuzz::Split(recorder.Finish()), Wire::ConnectionOpenOk::id, 1);
     output.replies.Add(name, Wire::FrameBytes(said));
@@ -192,16 +183,17 @@ void RecordAll(Output& output)
     RecordLoop(output, "empty", {{first, ""}, {second, ""}});
     RecordLoop(output, "large", {{first, std::string(9000, 'l')}});
     RecordLoop(output, "parts", {{first, std::string(30, 'p'), 10}, {second, std::string(25, 'a'), 10}});
-    RecordLoop(output, "properties", {{first, "full", 0, Fuzz::FullProperties(Environment("AMQP_USER"))}});
+    RecordLoop(output, "properties", {{first, "full", 0, Fuzz::FullProperties(BrokerOfTheEnvironment().user)}});
     RecordLoop(output, "cancelled", {{first, "once"}});
-    const std::string deadLetter = Environment("RABBITMQCTL") +
+    const std::string deadLetter = RabbitMqCtl() +
                                    " -q set_policy fuzz '^fuzz.first$' '{\"dead-letter-exchange\":"
                                    "\"\",\"dead-letter-routing-key\":\"fuzz.second\"}' --apply-to queues";
     if (std::system(deadLetter.c_str()) != 0)
     {
         throw std::runtime_error("the policy was refused");
     }
-    RecordLoop(output, "dead-letter", {{first, "n", 0, Fuzz::FullProperties(Environment("AMQP_USER"))}, {first, "n"}});
+    RecordLoop(output, "dead-letter",
+               {{first, "n", 0, Fuzz::FullProperties(BrokerOfTheEnvironment().user)}, {first, "n"}});
 
     RecordReplies(output, "accepted", {});
     RecordReplies(output, "queue-refused", {.queue = "absent"});

@@ -2,34 +2,12 @@
 
 #include <amqp/Guid.hpp>
 
-#include <cstdlib>
-#include <limits>
-#include <stdexcept>
+#include "support/BrokerAddress.hpp"
 
 namespace
 {
 
 constexpr std::chrono::seconds heartbeat(30);
-
-const char* Setting(const char* name)
-{
-    const char* const value = std::getenv(name);
-    if (value == nullptr || *value == '\0')
-    {
-        throw std::runtime_error(std::string(name) + " is not set: scripts/soak starts a broker and sets it");
-    }
-    return value;
-}
-
-unsigned short Port()
-{
-    const auto port = ParseNumber(Setting("AMQP_PORT"));
-    if (!port || *port == 0 || *port > std::numeric_limits<unsigned short>::max())
-    {
-        throw std::runtime_error("AMQP_PORT is not a port");
-    }
-    return static_cast<unsigned short>(*port);
-}
 
 } // namespace
 
@@ -62,7 +40,7 @@ std::shared_ptr<Amqp::Connection> Connect(std::string_view role, std::chrono::mi
 {
     Amqp::Table properties;
     properties.Insert("connection_name", "soak " + std::string(role));
-    return std::make_shared<Amqp::Connection>(Setting("AMQP_HOST"), Port(), Setting("AMQP_USER"),
-                                              Setting("AMQP_PASSWORD"), Setting("AMQP_VHOST"), properties, wait,
-                                              heartbeat, frameMax);
+    const BrokerAddress broker = BrokerOfTheEnvironment();
+    return std::make_shared<Amqp::Connection>(broker.host, broker.port, broker.user, broker.password,
+                                              broker.virtualHost, properties, wait, heartbeat, frameMax);
 }
