@@ -20,9 +20,9 @@ void Topology(Amqp::Channel& channel)
 
 void Topology(amqp_connection_state_t state)
 {
-    const amqp_bytes_t queue = Bytes("bench.bare");
-    const amqp_bytes_t exchange = Bytes("amq.topic");
-    const amqp_bytes_t key = Bytes("key");
+    const amqp_bytes_t queue = ToBytes("bench.bare");
+    const amqp_bytes_t exchange = ToBytes("amq.topic");
+    const amqp_bytes_t key = ToBytes("key");
     if (amqp_queue_declare(state, 1, queue, 0, 0, 1, 1, amqp_empty_table) == nullptr ||
         amqp_queue_bind(state, 1, queue, exchange, key, amqp_empty_table) == nullptr ||
         amqp_queue_unbind(state, 1, queue, exchange, key, amqp_empty_table) == nullptr ||
@@ -41,7 +41,7 @@ Sides Calling(const Site& site)
 
 Sides Connecting(const Site& site)
 {
-    return {Repeat([site] { const Client client(site); }), Repeat([site] { const Bare bare(site); })};
+    return {Repeat([site] { const Client client(site); }), Repeat([site] { const BareClient bare(site.address); })};
 }
 
 // There and back: each publishes a message and waits until it comes.
@@ -49,10 +49,9 @@ class RoundTrip
 {
 public:
     RoundTrip(const Site& site, int frameMax)
-        : library(site, frameMax), bare(site, frameMax),
+        : library(site, frameMax), bare(site.address, frameMax),
           message({static_cast<std::size_t>(frameMax) - 8, Dress::Plain}), isBroker(site.isBroker),
-          queueOfLibrary(library.channel->DeclareQueue(false, true, true)),
-          queueOfBare(bare.DeclareQueue(amqp_empty_table))
+          queueOfLibrary(library.channel->DeclareQueue(false, true, true)), queueOfBare(bare.DeclareQueue())
     {
         library.channel->Subscribe(
             queueOfLibrary, [](const Amqp::Envelope&) { return Amqp::Ack; }, Amqp::Auto, false, false);
@@ -68,13 +67,13 @@ public:
 
     void WithBare()
     {
-        bare.Publish(isBroker ? "" : "repeat", isBroker ? queueOfBare : "1", RawMessage(message));
+        Publish(bare, isBroker ? "" : "repeat", isBroker ? queueOfBare : "1", message);
         bare.ConsumeAll(1, false);
     }
 
 private:
     Client library;
-    Bare bare;
+    BareClient bare;
     Message message;
     bool isBroker;
     std::string queueOfLibrary;

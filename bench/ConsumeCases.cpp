@@ -14,9 +14,9 @@ class Consuming
 {
 public:
     Consuming(const Site& site, const Kind& kind, Amqp::AcknowledgeMode acknowledge)
-        : pair(site, kind), mode(acknowledge), filler(site.isBroker ? std::make_unique<Bare>(site) : nullptr),
-          queueOfLibrary(pair.library.channel->DeclareQueue(false, true, true)),
-          queueOfBare(pair.bare.DeclareQueue(amqp_empty_table))
+        : pair(site, kind), mode(acknowledge),
+          filler(site.isBroker ? std::make_unique<BareClient>(site.address) : nullptr),
+          queueOfLibrary(pair.library.channel->DeclareQueue(false, true, true)), queueOfBare(pair.bare.DeclareQueue())
     {
     }
 
@@ -57,7 +57,7 @@ public:
     {
         if (!filler)
         {
-            pair.bare.Publish("repeat", std::to_string(count), RawMessage(pair.message));
+            Publish(pair.bare, "repeat", std::to_string(count), pair.message);
         }
         pair.bare.ConsumeAll(count, mode == Amqp::Explicit);
     }
@@ -73,7 +73,7 @@ private:
     {
         for (std::size_t i = 0; filler && i < count; ++i)
         {
-            filler->Publish("", queue, RawMessage(pair.message));
+            Publish(*filler, "", queue, pair.message);
         }
         if (filler)
         {
@@ -83,7 +83,7 @@ private:
 
     Pair pair;
     Amqp::AcknowledgeMode mode;
-    std::unique_ptr<Bare> filler; // with a broker
+    std::unique_ptr<BareClient> filler; // with a broker
     std::string queueOfLibrary;
     std::string queueOfBare;
     std::vector<std::shared_ptr<Amqp::Channel>> channels;

@@ -53,19 +53,19 @@ RawMessage::RawMessage(const Message& message) : body(message.body)
     }
     properties._flags |= AMQP_BASIC_CONTENT_TYPE_FLAG | AMQP_BASIC_CORRELATION_ID_FLAG | AMQP_BASIC_REPLY_TO_FLAG |
                          AMQP_BASIC_TYPE_FLAG | AMQP_BASIC_TIMESTAMP_FLAG | AMQP_BASIC_HEADERS_FLAG;
-    properties.content_type = Bytes(message.contentType);
-    properties.correlation_id = Bytes(message.correlation);
-    properties.reply_to = Bytes(message.replyTo);
-    properties.type = Bytes(message.type);
+    properties.content_type = ToBytes(message.contentType);
+    properties.correlation_id = ToBytes(message.correlation);
+    properties.reply_to = ToBytes(message.replyTo);
+    properties.type = ToBytes(message.type);
     properties.timestamp = message.time;
-    headers[0] = {Bytes("attempt"), {AMQP_FIELD_KIND_U32, {}}};
+    headers[0] = {ToBytes("attempt"), {AMQP_FIELD_KIND_U32, {}}};
     headers[0].value.value.u32 = message.attempt;
-    headers[1] = {Bytes("region"), {AMQP_FIELD_KIND_BYTES, {}}};
-    headers[1].value.value.bytes = Bytes(message.region);
-    headers[2] = {Bytes("sampled"), {AMQP_FIELD_KIND_BOOLEAN, {}}};
+    headers[1] = {ToBytes("region"), {AMQP_FIELD_KIND_BYTES, {}}};
+    headers[1].value.value.bytes = ToBytes(message.region);
+    headers[2] = {ToBytes("sampled"), {AMQP_FIELD_KIND_BOOLEAN, {}}};
     headers[2].value.value.boolean = message.sampled;
-    headers[3] = {Bytes("trace"), {AMQP_FIELD_KIND_BYTES, {}}};
-    headers[3].value.value.bytes = Bytes(message.trace);
+    headers[3] = {ToBytes("trace"), {AMQP_FIELD_KIND_BYTES, {}}};
+    headers[3].value.value.bytes = ToBytes(message.trace);
     properties.headers = {static_cast<int>(headers.size()), headers.data()};
 }
 

@@ -1,8 +1,6 @@
 // What is published in the cases, in the library's form and in rabbitmq-c's: the same octets on the wire.
 #pragma once
 
-#include "Bare.hpp"
-
 #include <amqp/Envelope.hpp>
 
 #include <array>
@@ -12,8 +10,13 @@
 #include <string_view>
 #include <vector>
 
+#include "support/BareClient.hpp"
+#include "values/Bytes.hpp"
+
 namespace Bench
 {
+
+using Amqp::ToBytes;
 
 enum class Dress
 {
@@ -74,5 +77,12 @@ private:
     std::string trace = "00f067aa0ba902b7";
     Amqp::Envelope envelope;
 };
+
+// With rabbitmq-c alone.
+inline void Publish(BareClient& client, std::string_view exchange, std::string_view routingKey, const Message& message)
+{
+    const RawMessage raw(message);
+    client.Publish(exchange, routingKey, raw.properties, raw.body);
+}
 
 } // namespace Bench

@@ -1,7 +1,7 @@
 // Large bodies in parts. By hand: a SHA-256 and the slices, each with the headers of a part, one way; the deliveries
 // kept until the last one has come, and one copy, the other way.
-#include "Bare.hpp"
 #include "Cases.hpp"
+#include "Messages.hpp"
 
 #include <openssl/evp.h>
 
@@ -22,22 +22,22 @@ class PartProperties
 public:
     explicit PartProperties(std::size_t total)
     {
-        headers[0] = {Bytes("x-vnd.zorat.multipart"), {AMQP_FIELD_KIND_BOOLEAN, {}}};
+        headers[0] = {ToBytes("x-vnd.zorat.multipart"), {AMQP_FIELD_KIND_BOOLEAN, {}}};
         headers[0].value.value.boolean = 1;
-        headers[1] = {Bytes("x-vnd.zorat.multipart.hash"), {AMQP_FIELD_KIND_BYTES, {}}};
-        headers[1].value.value.bytes = Bytes(hashOfNothing);
-        headers[2] = {Bytes("x-vnd.zorat.multipart.index"), {AMQP_FIELD_KIND_U64, {}}};
-        headers[3] = {Bytes("x-vnd.zorat.multipart.total"), {AMQP_FIELD_KIND_U64, {}}};
+        headers[1] = {ToBytes("x-vnd.zorat.multipart.hash"), {AMQP_FIELD_KIND_BYTES, {}}};
+        headers[1].value.value.bytes = ToBytes(hashOfNothing);
+        headers[2] = {ToBytes("x-vnd.zorat.multipart.index"), {AMQP_FIELD_KIND_U64, {}}};
+        headers[3] = {ToBytes("x-vnd.zorat.multipart.total"), {AMQP_FIELD_KIND_U64, {}}};
         headers[3].value.value.u64 = total;
     }
 
     amqp_basic_properties_t Of(std::uint64_t index, std::string_view hash = hashOfNothing)
     {
-        headers[1].value.value.bytes = Bytes(hash);
+        headers[1].value.value.bytes = ToBytes(hash);
         headers[2].value.value.u64 = index;
         amqp_basic_properties_t properties{};
         properties._flags = AMQP_BASIC_CONTENT_TYPE_FLAG | AMQP_BASIC_DELIVERY_MODE_FLAG | AMQP_BASIC_HEADERS_FLAG;
-        properties.content_type = Bytes("text/plain");
+        properties.content_type = ToBytes("text/plain");
         properties.delivery_mode = 2;
         properties.headers = {static_cast<int>(headers.size()), headers.data()};
         return properties;
@@ -65,7 +65,8 @@ std::string Sha256(std::string_view bytes)
 struct Sending
 {
     Sending(const Site& site, std::size_t bodySize, std::size_t size)
-        : library(site), bare(site), body(bodySize, 'b'), partSize(size), properties((bodySize + size - 1) / size)
+        : library(site), bare(site.address), body(bodySize, 'b'), partSize(size),
+          properties((bodySize + size - 1) / size)
     {
     }
 
@@ -81,7 +82,7 @@ struct Sending
     }
 
     Client library;
-    Bare bare;
+    BareClient bare;
     std::string body;
     std::size_t partSize;
     PartProperties properties;
@@ -100,10 +101,9 @@ class Receiving
 {
 public:
     Receiving(const Site& site, std::size_t bodySize, std::size_t partSize)
-        : library(site), bare(site), part(partSize, 'p'), total(bodySize / partSize), properties(total),
-          filler(site.isBroker ? std::make_unique<Bare>(site) : nullptr),
-          queueOfLibrary(library.channel->DeclareQueue(false, true, true)),
-          queueOfBare(bare.DeclareQueue(amqp_empty_table))
+        : library(site), bare(site.address), part(partSize, 'p'), total(bodySize / partSize), properties(total),
+          filler(site.isBroker ? std::make_unique<BareClient>(site.address) : nullptr),
+          queueOfLibrary(library.channel->DeclareQueue(false, true, true)), queueOfBare(bare.DeclareQueue())
     {
         library.channel->Subscribe(
             queueOfLibrary,
@@ -185,11 +185,11 @@ private:
     }
 
     Client library;
-    Bare bare;
+    BareClient bare;
     std::string part;
     std::size_t total;
     PartProperties properties;
-    std::unique_ptr<Bare> filler; // with a broker
+    std::unique_ptr<BareClient> filler; // with a broker
     std::string queueOfLibrary;
     std::string queueOfBare;
     std::uint64_t arrived = 0;

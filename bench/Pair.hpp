@@ -1,7 +1,6 @@
 // The two clients of a case, their message, and where they publish it so that it is dropped.
 #pragma once
 
-#include "Bare.hpp"
 #include "Messages.hpp"
 #include "Site.hpp"
 
@@ -12,21 +11,22 @@ namespace Bench
 
 struct Pair
 {
-    explicit Pair(const Site& site, const Kind& kind = {100, Dress::Plain}) : library(site), bare(site), message(kind)
+    explicit Pair(const Site& site, const Kind& kind = {100, Dress::Plain})
+        : library(site), bare(site.address), message(kind)
     {
     }
 
     // For messages that must not come back: a queue that keeps one message at a time.
     void RouteSomewhere()
     {
-        amqp_table_entry_t limit{Bytes("x-max-length"), {AMQP_FIELD_KIND_I32, {}}};
+        amqp_table_entry_t limit{ToBytes("x-max-length"), {AMQP_FIELD_KIND_I32, {}}};
         limit.value.value.i32 = 1;
         key = bare.DeclareQueue({1, &limit});
         exchange.clear();
     }
 
     Client library;
-    Bare bare;
+    BareClient bare;
     Message message;
     std::string exchange = "amq.fanout"; // to which nothing is bound
     std::string key;

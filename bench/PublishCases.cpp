@@ -15,7 +15,7 @@ namespace
 
 Side BarePublishing(const std::shared_ptr<Pair>& pair)
 {
-    return Repeat([pair] { pair->bare.Publish(pair->exchange, pair->key, RawMessage(pair->message)); },
+    return Repeat([pair] { Bench::Publish(pair->bare, pair->exchange, pair->key, pair->message); },
                   [pair] { pair->bare.Sync(); });
 }
 
@@ -41,7 +41,7 @@ public:
         const std::string id = std::to_string(++sequence);
         RawMessage message(pair->message);
         message.properties._flags |= AMQP_BASIC_MESSAGE_ID_FLAG;
-        message.properties.message_id = Bytes(id);
+        message.properties.message_id = ToBytes(id);
         pair->bare.Publish(pair->exchange, pair->key, message.properties, message.body, true);
         pending.emplace(sequence, Ignore);
     }

@@ -1,12 +1,16 @@
 #include "Site.hpp"
 
+#include <chrono>
+
+#include "support/BareClient.hpp"
+
 namespace Bench
 {
 
 Client::Client(const Site& site, int frameMax)
     : connection(std::make_shared<Amqp::Connection>(site.address.host, site.address.port, site.address.user,
                                                     site.address.password, site.address.virtualHost, Amqp::Table(),
-                                                    longestWait, std::chrono::seconds(0), frameMax)),
+                                                    BareClient::longestWait, std::chrono::seconds(0), frameMax)),
       channel(NewChannel())
 {
 }

@@ -3,7 +3,6 @@
 
 #include <amqp/Amqp.hpp>
 
-#include <chrono>
 #include <memory>
 
 #include "support/BrokerAddress.hpp"
@@ -16,9 +15,6 @@ struct Site
     BrokerAddress address;
     bool isBroker;
 };
-
-// How long one step of either side waits for a delivery.
-constexpr std::chrono::seconds longestWait(30);
 
 // The library's side of a case: a connection with a channel, whose errors are thrown.
 struct Client

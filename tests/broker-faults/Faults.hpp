@@ -57,8 +57,7 @@ public:
     std::vector<Taken> Take(const std::string& queue, int count);
 
 private:
-    struct State;
-    std::unique_ptr<State> state;
+    std::unique_ptr<class BareClient> client;
 };
 
 // How a connection ended that was run until it did.

@@ -1,7 +1,7 @@
 // How often the library allocates for each message once everything is set up. What rabbitmq-c allocates for the same is
 // counted with a client of its own, and taken off.
 #include "AllocationCount.hpp"
-#include "values/RabbitMq.hpp"
+#include "support/BareClient.hpp"
 #include "wire/Messaging.hpp"
 
 #include <iostream>
@@ -11,56 +11,6 @@ namespace
 
 constexpr std::uint64_t warmUp = 64;
 constexpr std::uint64_t messages = 1024;
-
-// rabbitmq-c alone, with channel 1.
-class BareClient
-{
-public:
-    explicit BareClient(const ScriptedBroker& broker) : state(amqp_new_connection())
-    {
-        EXPECT_EQ(amqp_socket_open(amqp_tcp_socket_new(state), "127.0.0.1", broker.Port()), AMQP_STATUS_OK);
-        EXPECT_EQ(amqp_login(state, "/", 0, 131072, 0, AMQP_SASL_METHOD_PLAIN, "guest", "guest").reply_type,
-                  AMQP_RESPONSE_NORMAL);
-        EXPECT_NE(amqp_channel_open(state, 1), nullptr);
-    }
-    ~BareClient()
-    {
-        amqp_channel_close(state, 1, AMQP_REPLY_SUCCESS);
-        amqp_connection_close(state, AMQP_REPLY_SUCCESS);
-        amqp_destroy_connection(state);
-    }
-    BareClient(const BareClient&) = delete;
-    BareClient& operator=(const BareClient&) = delete;
-
-    void Subscribe(bool acknowledged)
-    {
-        EXPECT_NE(amqp_basic_consume(state, 1, amqp_cstring_bytes("q"), amqp_cstring_bytes("1/1"), 0, !acknowledged, 0,
-                                     amqp_empty_table),
-                  nullptr);
-    }
-
-    void Receive(bool acknowledged)
-    {
-        amqp_maybe_release_buffers(state);
-        amqp_envelope_t delivery{};
-        EXPECT_EQ(amqp_consume_message(state, &delivery, nullptr, 0).reply_type, AMQP_RESPONSE_NORMAL);
-        if (acknowledged)
-        {
-            EXPECT_EQ(amqp_basic_ack(state, 1, delivery.delivery_tag, 0), AMQP_STATUS_OK);
-        }
-        amqp_destroy_envelope(&delivery);
-    }
-
-    void Publish(const amqp_basic_properties_t& properties)
-    {
-        EXPECT_EQ(amqp_basic_publish(state, 1, amqp_empty_bytes, amqp_cstring_bytes("q"), 0, 0, &properties,
-                                     amqp_cstring_bytes("body")),
-                  AMQP_STATUS_OK);
-    }
-
-private:
-    amqp_connection_state_t state;
-};
 
 template <typename Step>
 std::uint64_t BlocksOf(Step step)
@@ -121,9 +71,10 @@ std::uint64_t PerDelivery(const std::string& what, const Properties& properties,
     std::uint64_t bare = 0;
     {
         ScriptedBroker broker(Delivering(properties, acknowledged));
-        BareClient client(broker);
-        client.Subscribe(acknowledged);
-        bare = BlocksOf([&] { client.Receive(acknowledged); });
+        BareClient client({.port = broker.Port()});
+        client.Subscribe("q", !acknowledged, 1, "1/1");
+        bare = BlocksOf([&] { client.ConsumeAll(1, acknowledged); });
+        client.CloseChannel(1);
     }
     ScriptedBroker broker(Delivering(properties, acknowledged));
     const Client client(broker);
@@ -206,13 +157,14 @@ TEST(SteadyState, ADeliveryTakesOneMoreAllocationForEachLongText)
 TEST(SteadyState, RabbitMqCAllocatesNothingForAPublish)
 {
     ScriptedBroker broker(Taking(PlainProperties()));
-    BareClient client(broker);
+    BareClient client({.port = broker.Port()});
     amqp_basic_properties_t properties{};
     properties._flags = AMQP_BASIC_CONTENT_TYPE_FLAG | AMQP_BASIC_DELIVERY_MODE_FLAG;
     properties.content_type = amqp_cstring_bytes("text/plain");
     properties.delivery_mode = 2;
 
-    EXPECT_EQ(BlocksOf([&] { client.Publish(properties); }), 0U);
+    EXPECT_EQ(BlocksOf([&] { client.Publish("", "q", properties, "body"); }), 0U);
+    client.CloseChannel(1);
 }
 
 TEST(SteadyState, APublishOfATextAllocatesNothing)
