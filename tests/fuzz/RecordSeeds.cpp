@@ -6,9 +6,9 @@
 // The login is left out of them, for it names the broker's machine. One thread beside those of the proxies.
 #include "Frames.hpp"
 #include "FullProperties.hpp"
-#include "Recorder.hpp"
 #include "Session.hpp"
 #include "support/BrokerAddress.hpp"
+#include "support/Proxy.hpp"
 
 #include <cstdlib>
 #include <filesystem>
@@ -137,9 +137,10 @@ void RecordLoop(Output& output, const std::string& name, const std::vector<Messa
     Amqp::Channel helper(ConnectBy(BrokerOfTheEnvironment().port), Amqp::Channel::OnErrorThrow);
     helper.DeclareQueue(first, false, false, false);
     helper.DeclareQueue(second, false, false, false);
-    Fuzz::Recorder recorder(BrokerOfTheEnvironment().port);
+    Wire::Proxy proxy(BrokerOfTheEnvironment().port);
+    proxy.Record(Wire::Proxy::ToClient);
     {
-        Fuzz::Listening listening(ConnectBy(recorder.Port()), first, second);
+        Fuzz::Listening listening(ConnectBy(proxy.Port()), first, second);
         for (const Message& message : messages)
         {
             Publish(helper, message);
@@ -155,7 +156,7 @@ void RecordLoop(Output& output, const std::string& name, const std::vector<Messa
             listening.Step();
         }
     }
-    const Fuzz::Frames frames = Fuzz::Split(recorder.Finish());
+    const Fuzz::Frames frames = Fuzz::Split(proxy.Recorded(Wire::Proxy::ToClient));
     helper.DestroyQueue(first, false, false);
     helper.DestroyQueue(second, false, false);
     AddServerProperties(output, frames);
@@ -166,9 +167,10 @@ void RecordLoop(Output& output, const std::string& name, const std::vector<Messa
 
 void RecordReplies(Output& output, const std::string& name, const Fuzz::Names& names)
 {
-    Fuzz::Recorder recorder(BrokerOfTheEnvironment().port);
-    Fuzz::CallAll(ConnectBy(recorder.Port()), names, [] {});
-    const Fuzz::Frames said = Behind(Fuzz::Split(recorder.Finish()), Wire::ConnectionOpenOk::id, 1);
+    Wire::Proxy proxy(BrokerOfTheEnvironment().port);
+    proxy.Record(Wire::Proxy::ToClient);
+    Fuzz::CallAll(ConnectBy(proxy.Port()), names, [] {});
+    const Fuzz::Frames said = Behind(Fuzz::Split(proxy.Recorded(Wire::Proxy::ToClient)), Wire::ConnectionOpenOk::id, 1);
     output.replies.Add(name, Wire::FrameBytes(said));
 }
 

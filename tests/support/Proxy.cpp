@@ -86,6 +86,11 @@ void Proxy::Swallow(Direction direction)
     Apply([&] { rules[direction].swallowing = true; });
 }
 
+void Proxy::Record(Direction direction)
+{
+    Apply([&] { rules[direction].recording = true; });
+}
+
 void Proxy::Close()
 {
     Apply(
@@ -118,6 +123,12 @@ std::size_t Proxy::Carried(Direction direction) const
 {
     const std::lock_guard lock(mutex);
     return carried[direction];
+}
+
+std::string Proxy::Recorded(Direction direction) const
+{
+    const std::lock_guard lock(mutex);
+    return recorded[direction];
 }
 
 void Proxy::Work()
@@ -264,6 +275,10 @@ void Proxy::Write(Link& link, Direction direction)
     {
         link.broken = !WouldBlock(errno);
         return;
+    }
+    if (rules[direction].recording)
+    {
+        recorded[direction].append(way.held, 0, static_cast<std::size_t>(count));
     }
     way.held.erase(0, static_cast<std::size_t>(count));
     way.allowance -= static_cast<double>(count);

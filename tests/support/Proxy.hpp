@@ -45,12 +45,18 @@ public:
     // Goes on reading, and forgets what it reads, ends of streams included: for the sender all is well.
     void Swallow(Direction direction);
 
+    // Keeps what it carries in that direction from now on, of all connections.
+    void Record(Direction direction);
+
     // Ends all connections on both sides, in order (what was sent is read, then the end of the stream) or by a reset.
     void Close();
     void Reset();
 
     // What has been carried so far in that direction, swallowed octets excluded.
     std::size_t Carried(Direction direction) const;
+
+    // What Record has kept so far: at least all that the receiver has read.
+    std::string Recorded(Direction direction) const;
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -75,6 +81,7 @@ private:
     {
         bool paused = false;
         bool swallowing = false;
+        bool recording = false;
         std::size_t limit = 0;
     };
 
@@ -94,6 +101,7 @@ private:
     std::list<Link> links;
     Rule rules[2];
     std::size_t carried[2] = {};
+    std::string recorded[2];
     bool stopping = false;
     std::thread thread; // last: it uses all the others
 };

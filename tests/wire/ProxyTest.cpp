@@ -121,6 +121,27 @@ TEST_F(ProxyTest, SlowsDown)
     EXPECT_GE(std::chrono::steady_clock::now() - begin, 350ms); // 400 but for the burst at the beginning
 }
 
+TEST_F(ProxyTest, RecordsWhatItCarriesOneWayFromWhenItIsTold)
+{
+    const std::string much(200'000, 'x');
+    server->Send("before");
+    EXPECT_EQ(client->Receive(6), "before");
+    EXPECT_EQ(proxy.Recorded(Proxy::ToClient), "");
+
+    proxy.Record(Proxy::ToClient);
+    server->Send(words);
+    client->Send("the other way");
+    EXPECT_EQ(client->Receive(words.size()), words);
+    EXPECT_EQ(AtServer(13), "the other way");
+    EXPECT_EQ(proxy.Recorded(Proxy::ToClient), words);
+    proxy.Limit(Proxy::ToClient, 2'000'000); // piece by piece
+    server->Send(much);
+    EXPECT_TRUE(client->Receive(much.size()) == much);
+
+    EXPECT_TRUE(proxy.Recorded(Proxy::ToClient) == words + much);
+    EXPECT_EQ(proxy.Recorded(Proxy::ToServer), "");
+}
+
 TEST_F(ProxyTest, ClosesInOrderOnBothSides)
 {
     client->Send(words);
