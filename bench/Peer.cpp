@@ -8,7 +8,6 @@
 #include <exception>
 #include <iostream>
 #include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <stdexcept>
 #include <sys/socket.h>
 #include <system_error>
@@ -23,8 +22,7 @@ namespace
 void Serve(Wire::Descriptor socket)
 {
     StayOnProcessor(Processor::Peer);
-    const int on = 1;
-    setsockopt(socket.Get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    Wire::SendAtOnce(socket);
     try
     {
         PeerConnection(std::move(socket)).Serve();

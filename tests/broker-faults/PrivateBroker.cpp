@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -19,23 +18,8 @@ namespace
 std::string Script(const std::string& arguments)
 {
     // The script gives up by itself, but sooner.
-    const std::string command = "exec timeout --kill-after=5 120 '" AMQP_BROKER_SCRIPT "' " + arguments;
-    std::FILE* const pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr)
-    {
-        throw std::runtime_error("cannot start scripts/broker");
-    }
-    std::string output;
-    char chunk[4096];
-    while (const std::size_t size = std::fread(chunk, 1, sizeof chunk, pipe))
-    {
-        output.append(chunk, size);
-    }
-    if (pclose(pipe) != 0)
-    {
-        throw std::runtime_error("scripts/broker " + arguments + " failed");
-    }
-    return output;
+    return Output("scripts/broker " + arguments,
+                  "exec timeout --kill-after=5 120 '" AMQP_BROKER_SCRIPT "' " + arguments);
 }
 
 // Takes over "export NAME=value"; nothing in the values needs a shell.

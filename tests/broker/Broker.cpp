@@ -92,23 +92,7 @@ std::string Broker::Control(const std::vector<std::string>& arguments) const
     {
         command += ' ' + Quoted(argument);
     }
-
-    std::FILE* const pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr)
-    {
-        throw std::runtime_error("cannot start rabbitmqctl");
-    }
-    std::string output;
-    char chunk[4096];
-    while (const std::size_t size = std::fread(chunk, 1, sizeof chunk, pipe))
-    {
-        output.append(chunk, size);
-    }
-    if (pclose(pipe) != 0)
-    {
-        throw std::runtime_error("rabbitmqctl " + arguments.front() + " failed: " + output);
-    }
-    return output;
+    return Output("rabbitmqctl " + arguments.front(), command);
 }
 
 std::map<std::string, std::string> Broker::List(const std::string& listing,
@@ -211,6 +195,26 @@ bool BrokerWithQueue::ExchangeExists(std::string_view name) const
     Noted refusal;
     Amqp::Channel(connection, refusal.Notifier()).DeclareExchange(name);
     return refusal.errors.empty();
+}
+
+std::string Output(const std::string& name, const std::string& command)
+{
+    std::FILE* const pipe = popen(command.c_str(), "r");
+    if (pipe == nullptr)
+    {
+        throw std::runtime_error("cannot start " + name);
+    }
+    std::string output;
+    char chunk[4096];
+    while (const std::size_t size = std::fread(chunk, 1, sizeof chunk, pipe))
+    {
+        output.append(chunk, size);
+    }
+    if (pclose(pipe) != 0)
+    {
+        throw std::runtime_error(name + " failed: " + output);
+    }
+    return output;
 }
 
 bool Eventually(const std::function<bool()>& condition)

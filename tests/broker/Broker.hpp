@@ -110,6 +110,9 @@ private:
     std::string policy;
 };
 
+// What a command of the shell prints. Throws, with the output, when it fails; the name says what did.
+std::string Output(const std::string& name, const std::string& command);
+
 // Waits until the condition holds; false when it does not in time.
 bool Eventually(const std::function<bool()>& condition);
 

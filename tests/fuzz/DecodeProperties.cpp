@@ -3,7 +3,7 @@
 //
 // The first three octets are not properties: how long a header, and how long a text to add.
 #include "Fuzz.hpp"
-#include "Pool.hpp"
+#include "support/Pool.hpp"
 
 #include <algorithm>
 #include <string>
@@ -23,7 +23,7 @@ constexpr std::size_t ample = std::size_t{1} << 18;
 int Write(const Amqp::EncodedProperties& properties, std::vector<char>& room)
 {
     amqp_basic_properties_t raw = properties.value;
-    return amqp_encode_properties(AMQP_BASIC_CLASS, &raw, Fuzz::AsBytes(room));
+    return amqp_encode_properties(AMQP_BASIC_CLASS, &raw, Wire::AsBytes(room));
 }
 
 void CheckRoom(const Amqp::MetaData& metaData)
@@ -50,11 +50,11 @@ void CheckRoom(const Amqp::MetaData& metaData)
     }
 }
 
-Amqp::MetaData Read(std::vector<char>& octets, Fuzz::Pool& pool, bool& read)
+Amqp::MetaData Read(std::vector<char>& octets, Wire::Pool& pool, bool& read)
 {
     Amqp::MetaData metaData;
     void* raw = nullptr;
-    read = amqp_decode_properties(AMQP_BASIC_CLASS, &pool.raw, Fuzz::AsBytes(octets), &raw) == AMQP_STATUS_OK;
+    read = amqp_decode_properties(AMQP_BASIC_CLASS, &pool.raw, Wire::AsBytes(octets), &raw) == AMQP_STATUS_OK;
     if (read)
     {
         Amqp::DecodeProperties(*static_cast<const amqp_basic_properties_t*>(raw), metaData);
@@ -71,7 +71,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* octets, std::size_t size)
     {
         return 0;
     }
-    Fuzz::Pool pool;
+    Wire::Pool pool;
     std::vector<char> received(octets + prefix, octets + size);
     bool read = false;
     Amqp::MetaData metaData = Read(received, pool, read);

@@ -1,7 +1,7 @@
 // A table off the wire: rabbitmq-c reads the octets, the library makes its own table of them. Written again and read
 // once more it has to be the same table, and take just the room that the library says.
 #include "Fuzz.hpp"
-#include "Pool.hpp"
+#include "support/Pool.hpp"
 
 #include <string>
 #include <vector>
@@ -19,7 +19,7 @@ std::vector<char> Write(const Amqp::Table& table)
     Fuzz::Require(size.has_value(), "a table that came off the wire has no key that is too long for it");
     std::vector<char> octets(*size);
     std::size_t end = 0;
-    Fuzz::Require(amqp_encode_table(Fuzz::AsBytes(octets), &raw, &end) == AMQP_STATUS_OK, "the table fits its size");
+    Fuzz::Require(amqp_encode_table(Wire::AsBytes(octets), &raw, &end) == AMQP_STATUS_OK, "the table fits its size");
     Fuzz::Require(end == *size, "the table fills its size");
     return octets;
 }
@@ -33,11 +33,11 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* octets, std::size_t size)
     {
         return 0;
     }
-    Fuzz::Pool pool;
+    Wire::Pool pool;
     std::vector<char> received(octets, octets + size);
     amqp_table_t raw{};
     std::size_t end = 0;
-    if (amqp_decode_table(Fuzz::AsBytes(received), &pool.raw, &raw, &end) != AMQP_STATUS_OK)
+    if (amqp_decode_table(Wire::AsBytes(received), &pool.raw, &raw, &end) != AMQP_STATUS_OK)
     {
         return 0;
     }
@@ -46,7 +46,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* octets, std::size_t size)
     std::vector<char> written = Write(table);
     amqp_table_t again{};
     end = 0;
-    Fuzz::Require(amqp_decode_table(Fuzz::AsBytes(written), &pool.raw, &again, &end) == AMQP_STATUS_OK,
+    Fuzz::Require(amqp_decode_table(Wire::AsBytes(written), &pool.raw, &again, &end) == AMQP_STATUS_OK,
                   "what was written can be read");
     Fuzz::Require(end == written.size(), "what was written is read to its end");
     const Amqp::Table second = Amqp::DecodeTable(again);

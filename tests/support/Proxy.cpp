@@ -9,7 +9,6 @@
 #include <utility>
 
 #include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -23,17 +22,6 @@ namespace
 constexpr std::size_t mostHeld = 65536;        // of each way
 constexpr std::chrono::milliseconds tick{5};   // how often a limited way is allowed more
 constexpr std::chrono::milliseconds burst{20}; // how much of its time a limited way may save up
-
-bool WouldBlock(int error)
-{
-    return error == EAGAIN || error == EWOULDBLOCK || error == EINTR;
-}
-
-void SendAtOnce(const Descriptor& socket)
-{
-    const int on = 1;
-    ::setsockopt(socket.Get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-}
 
 } // namespace
 

@@ -42,11 +42,6 @@ bool Wait(int fd, short events, const SharedDeadline& limit)
     }
 }
 
-bool WouldBlock(int error)
-{
-    return error == EAGAIN || error == EWOULDBLOCK || error == EINTR;
-}
-
 } // namespace
 
 Descriptor::Descriptor(int owned) : fd(owned) {}
@@ -112,10 +107,20 @@ void CloseWithReset(Descriptor& socket)
     socket.Close();
 }
 
-Stream::Stream(Descriptor connected, const SharedDeadline& limit) : socket(std::move(connected)), deadline(&limit)
+void SendAtOnce(const Descriptor& socket)
 {
     const int on = 1;
     ::setsockopt(socket.Get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+}
+
+bool WouldBlock(int error)
+{
+    return error == EAGAIN || error == EWOULDBLOCK || error == EINTR;
+}
+
+Stream::Stream(Descriptor connected, const SharedDeadline& limit) : socket(std::move(connected)), deadline(&limit)
+{
+    SendAtOnce(socket);
 }
 
 Stream::Outcome Stream::Receive(std::string& buffer)

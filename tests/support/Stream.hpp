@@ -34,6 +34,8 @@ private:
 Descriptor ConnectTo(std::uint16_t port); // on loopback, non-blocking; on failure it holds none, and errno says why
 void CloseInOrder(Descriptor& socket);    // the peer reads all that was sent, then the end of the stream
 void CloseWithReset(Descriptor& socket);
+void SendAtOnce(const Descriptor& socket); // a small write does not wait until the one before is acknowledged
+bool WouldBlock(int error);                // whether a non-blocking call that failed is to be tried again
 
 class Stream
 {

@@ -6,7 +6,7 @@
 
 #include "values/RabbitMq.hpp"
 
-namespace Fuzz
+namespace Wire
 {
 
 struct Pool
@@ -25,4 +25,4 @@ inline amqp_bytes_t AsBytes(std::vector<char>& octets)
     return {octets.size(), octets.data()};
 }
 
-} // namespace Fuzz
+} // namespace Wire
