@@ -2,6 +2,7 @@
 #include <amqp/Channel.hpp>
 
 #include "connection/Multipart.hpp"
+#include "values/Texts.hpp"
 
 #include <stdexcept>
 #include <utility>
@@ -14,11 +15,11 @@ Channel::Channel(std::shared_ptr<Amqp::Connection> owner, std::function<void(Err
 {
     if (!connection)
     {
-        throw std::runtime_error("Unable to create a channel on a null connection");
+        throw std::runtime_error(ownTexts.channelOnNullConnection);
     }
     if (!errorNotifier)
     {
-        throw std::runtime_error("Error handler must NOT be null");
+        throw std::runtime_error(ownTexts.nullNotifier);
     }
     connection->RegisterChannel(*this);
 }
@@ -79,7 +80,7 @@ Amqp::Connection& Channel::Require() const
 {
     if (!connection)
     {
-        throw std::runtime_error("Unable to use a channel that was moved from");
+        throw std::runtime_error(ownTexts.movedFromChannel);
     }
     return *connection;
 }

@@ -3,6 +3,7 @@
 
 #include "connection/ErrorTranslation.hpp"
 #include "values/Bytes.hpp"
+#include "values/Texts.hpp"
 
 #include <algorithm>
 #include <functional>
@@ -145,13 +146,13 @@ void Connection::ConnectionImpl::RequireUsable()
 
 void Connection::ConnectionImpl::RefuseClosed()
 {
-    throw ErrorCode("Channel is closed", ErrorCode::ChannelClosed, AMQP_CHANNEL_ERROR);
+    throw ErrorCode(ownTexts.channelIsClosed, ErrorCode::ChannelClosed, AMQP_CHANNEL_ERROR);
 }
 
 void Connection::ConnectionImpl::HandleChannelClose(std::uint16_t number, Channel& channel)
 {
     MarkClosed(number, true);
-    Notify(channel, {"Broker requested channel close", ErrorCode::ChannelClosed, 0});
+    Notify(channel, {ownTexts.brokerClosedChannel, ErrorCode::ChannelClosed, 0});
     channels.erase(number);
 }
 

@@ -1,6 +1,7 @@
 #include "connection/ErrorTranslation.hpp"
 
 #include "values/Bytes.hpp"
+#include "values/Texts.hpp"
 
 #include <cstdint>
 #include <cstring>
@@ -51,7 +52,7 @@ ErrorCode FromReply(const amqp_rpc_reply_t& reply)
     switch (type)
     {
     case AMQP_RESPONSE_NONE:
-        return {"Missing AMQP RPC reply type", ErrorCode::NoReply, noBrokerCode};
+        return {ownTexts.missingReplyType, ErrorCode::NoReply, noBrokerCode};
     case AMQP_RESPONSE_NORMAL:
         return {};
     case AMQP_RESPONSE_LIBRARY_EXCEPTION:
@@ -59,7 +60,7 @@ ErrorCode FromReply(const amqp_rpc_reply_t& reply)
     case AMQP_RESPONSE_SERVER_EXCEPTION:
         return FromServerException(reply.reply);
     default:
-        return {"Unexpected exception", ErrorCode::Unexpected, noBrokerCode};
+        return {ownTexts.unknownReplyType, ErrorCode::Unexpected, noBrokerCode};
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "connection/OutgoingMessage.hpp"
 #include "connection/PartHeader.hpp"
+#include "values/Texts.hpp"
 
 #include <amqp/Batch.hpp>
 #include <amqp/Channel.hpp>
@@ -104,7 +105,7 @@ void Channel::Publish(std::string_view exchange, std::string_view routingKey, st
 {
     if (stream.fail())
     {
-        throw std::runtime_error("Invalid stream state");
+        throw std::runtime_error(ownTexts.invalidStream);
     }
     stream.seekg(0, std::ios::end);
     const std::streamoff size = stream.tellg();
@@ -112,7 +113,7 @@ void Channel::Publish(std::string_view exchange, std::string_view routingKey, st
     // A pipe has no size, and a folder an absurd one.
     if (size < 0 || static_cast<std::uint64_t>(size) > content.max_size())
     {
-        throw std::runtime_error("Invalid stream state");
+        throw std::runtime_error(ownTexts.invalidStream);
     }
     content.resize(static_cast<std::size_t>(size));
     stream.seekg(0, std::ios::beg);

@@ -3,6 +3,7 @@
 
 #include "values/Bytes.hpp"
 #include "values/PropertiesCodec.hpp"
+#include "values/Texts.hpp"
 
 #include <stdexcept>
 #include <string>
@@ -45,11 +46,11 @@ std::uint64_t ToNumber(const std::string& text)
     }
     catch (const std::invalid_argument&)
     {
-        throw std::invalid_argument("invalid stoull argument");
+        throw std::invalid_argument(ownTexts.messageIdIsNoNumber);
     }
     catch (const std::out_of_range&)
     {
-        throw std::out_of_range("stoull argument out of range");
+        throw std::out_of_range(ownTexts.messageIdOutOfRange);
     }
 }
 

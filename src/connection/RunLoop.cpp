@@ -2,6 +2,7 @@
 #include "connection/ConnectionImpl.hpp"
 
 #include "connection/ErrorTranslation.hpp"
+#include "values/Texts.hpp"
 
 #include <stdexcept>
 #include <string>
@@ -164,7 +165,7 @@ bool Connection::ConnectionImpl::HandleMethod(const amqp_frame_t& frame, Channel
         SkipContent(frame.channel);
         return true;
     default:
-        throw ErrorCode("Unexpected Amqp method received " + std::to_string(frame.payload.method.id), ErrorCode::Server,
+        throw ErrorCode(ownTexts.unexpectedMethod + std::to_string(frame.payload.method.id), ErrorCode::Server,
                         unexpectedMethod);
     }
 }

@@ -5,6 +5,7 @@
 #include "connection/SocketOptions.hpp"
 #include "values/Bytes.hpp"
 #include "values/FieldCodec.hpp"
+#include "values/Texts.hpp"
 
 #include <stdexcept>
 
@@ -40,7 +41,7 @@ Connection::ConnectionImpl::ConnectionImpl(const Table& properties, std::chrono:
 {
     if (!state)
     {
-        throw std::runtime_error("Unable to instanciate new AMQP logical connection");
+        throw std::runtime_error(ownTexts.noConnectionState);
     }
     clientProperties = properties;
     // Refused here, before anything is sent: rabbitmq-c would send a table that no broker can read.
@@ -85,9 +86,9 @@ void Connection::ConnectionImpl::OpenTcp(const char* host, unsigned short port)
     amqp_socket_t* const socket = amqp_tcp_socket_new(State());
     if (socket == nullptr)
     {
-        throw std::runtime_error("Unable to instanciate new AMQP TCP connection");
+        throw std::runtime_error(ownTexts.noTcpSocket);
     }
-    OpenSocket(socket, host, port, "Unable to open a AMQP TCP socket");
+    OpenSocket(socket, host, port, ownTexts.tcpSocketNotOpened);
     plainTcp = true;
     gathering.Start(State());
 }
@@ -97,9 +98,9 @@ void Connection::ConnectionImpl::OpenTls(const char* host, unsigned short port)
     amqp_socket_t* const socket = amqp_ssl_socket_new(State());
     if (socket == nullptr)
     {
-        throw std::runtime_error("Unable to instanciate new AMQP SSL TCP connection");
+        throw std::runtime_error(ownTexts.noTlsSocket);
     }
-    OpenSocket(socket, host, port, "Unable to open a AMQP SSL TCP socket");
+    OpenSocket(socket, host, port, ownTexts.tlsSocketNotOpened);
 }
 
 void Connection::ConnectionImpl::LogIn(const Login& login)

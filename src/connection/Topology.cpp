@@ -2,6 +2,7 @@
 #include "connection/ConnectionImpl.hpp"
 
 #include "values/Bytes.hpp"
+#include "values/Texts.hpp"
 
 #include <stdexcept>
 
@@ -24,7 +25,7 @@ std::string_view TypeText(ExchangeType type)
     case Headers:
         return "headers";
     }
-    throw std::runtime_error("Invalid exchange type");
+    throw std::runtime_error(ownTexts.invalidExchangeType);
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #include <amqp/Consumer.hpp>
 
+#include "values/Texts.hpp"
+
 #include <fmt/format.h>
 
 #include <stdexcept>
@@ -33,7 +35,7 @@ Consumer::~Consumer()
 
 void Consumer::Bind(std::string_view name, std::function<Acknowledge(const Envelope&)> handler, bool serverNamed)
 {
-    Log(fmt::format("RabbitMQ: Binding {}", name));
+    Log(fmt::format(ownTexts.binding, name));
     const auto channel = std::make_shared<Channel>(connection, [this](ErrorCode&& error) { Log(error.what()); });
     channels.push_back(channel);
     channel->DeclareExchange(exchangeName, ExchangeType::Topic, /*durable*/ true, /*internal*/ false,
@@ -61,7 +63,7 @@ void Consumer::Start()
 {
     if (!connection)
     {
-        throw std::runtime_error("Unable to listen on a null connection");
+        throw std::runtime_error(ownTexts.listeningOnNullConnection);
     }
     listener = std::thread([this] { Listen(); });
 }
@@ -72,7 +74,7 @@ void Consumer::Stop()
     {
         return;
     }
-    Log("RabbitMQ: Stop listening...");
+    Log(ownTexts.stopListening);
     connection->Stop();
     listener.join();
 }
@@ -81,14 +83,14 @@ void Consumer::Listen()
 {
     try
     {
-        Log("RabbitMQ: Listening...");
+        Log(ownTexts.listening);
         while (connection->Run().value_or(true))
         {
         }
     }
     catch (const std::exception& exception)
     {
-        Log(fmt::format("RabbitMQ: Exception {}", exception.what()));
+        Log(fmt::format(ownTexts.listeningFailed, exception.what()));
         if (onException)
         {
             onException(exception);

@@ -1,5 +1,7 @@
 #include <amqp/Producer.hpp>
 
+#include "values/Texts.hpp"
+
 #include <fmt/format.h>
 
 #include <utility>
@@ -47,7 +49,7 @@ void Producer::Publish(const Envelope& message, std::string_view routingKey)
 {
     if (log)
     {
-        log(fmt::format("RabbitMQ Producer: Publishing message, routing key {}", routingKey));
+        log(fmt::format(ownTexts.publishing, routingKey));
     }
     channel->Publish(exchangeName, routingKey, message, 0, {});
 }
@@ -56,8 +58,7 @@ void Producer::Reply(const Envelope& message, std::string_view queue)
 {
     if (log)
     {
-        log(fmt::format("RabbitMQ Producer: Replying to the queue {}, correlation id {}", queue,
-                        message.CorrelationId()));
+        log(fmt::format(ownTexts.replying, queue, message.CorrelationId()));
     }
     channel->Publish("", queue, message, 0, {});
 }

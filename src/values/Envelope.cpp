@@ -1,5 +1,7 @@
 #include <amqp/Envelope.hpp>
 
+#include "values/Texts.hpp"
+
 #include <algorithm>
 #include <stdexcept>
 
@@ -58,7 +60,7 @@ std::string_view Envelope::ViewBody(std::uint64_t offset, std::uint64_t length) 
     }
     if (offset > size)
     {
-        throw std::out_of_range("invalid string_view position");
+        throw std::out_of_range(ownTexts.offsetBeyondBody);
     }
     return {body + offset, static_cast<std::size_t>(std::min(size - offset, length))};
 }
