@@ -13,7 +13,7 @@ namespace
 {
 
 // One more than the 255 bytes that AMQP can send: a text that was cut is refused when published, not sent short.
-constexpr std::size_t longestText = 256;
+constexpr std::size_t longestKept = 256;
 constexpr std::uint8_t highestPriority = 9;
 
 } // namespace
@@ -32,7 +32,7 @@ MetaData& MetaData::operator=(MetaData&& other) = default;
 
 void MetaData::SetText(std::string& property, std::string_view value, std::uint32_t flag)
 {
-    property.assign(value.substr(0, longestText));
+    property.assign(value.substr(0, longestKept));
     flags |= flag;
 }
 
