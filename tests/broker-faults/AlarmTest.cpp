@@ -5,8 +5,6 @@
 namespace
 {
 
-constexpr std::chrono::seconds heartbeat = 1s;
-
 class BrokerAlarm : public PrivateBroker
 {
 protected:

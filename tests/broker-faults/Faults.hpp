@@ -15,8 +15,14 @@
 
 using Clock = std::chrono::steady_clock;
 
+inline constexpr std::chrono::seconds heartbeat = 1s;
+inline constexpr auto noticed = 3 * heartbeat + 2s; // for silence; the latter for a machine that does other things
+inline constexpr auto soon = 5s;                    // for what takes milliseconds
+inline const std::string socketError = "category 2, code 9: a socket error occurred";
+inline const std::string silence = "category 2, code 15: heartbeat timeout, connection closed";
+
 // Compares how long something took, and notes it for those who read the log.
-void ExpectWithin(std::chrono::milliseconds bound, std::string_view what, Clock::duration duration);
+void ExpectWithin(std::chrono::milliseconds soon, std::string_view what, Clock::duration duration);
 
 // "first", ..., "last" as decimal numbers.
 std::vector<std::string> Numbers(int first, int last);

@@ -8,10 +8,7 @@
 namespace
 {
 
-constexpr std::chrono::seconds heartbeat = 1s;
-constexpr auto bound = 3 * heartbeat + 2s; // the latter for a machine that does other things
-constexpr auto patience = 15s;             // then the broker goes on, and what hangs gets its answer
-const std::string silence = "category 2, code 15: heartbeat timeout, connection closed";
+constexpr auto patience = 15s; // then the broker goes on, and what hangs gets its answer
 
 class BrokerFreeze : public PrivateBroker
 {
@@ -44,7 +41,7 @@ protected:
         ASSERT_TRUE(publisher.AwaitEnd());
 
         EXPECT_EQ(Seen(publisher), silence);
-        ExpectWithin(bound, what, publisher.when - frozen.Since());
+        ExpectWithin(noticed, what, publisher.when - frozen.Since());
         ExpectBeginning(task.queue, publisher);
     }
 
@@ -111,10 +108,10 @@ TEST_F(BrokerFreeze, MakesRunThrowAndItsMessagesGoToTheNextConsumer)
     EXPECT_EQ(Seen(polled), silence);
     EXPECT_EQ(Seen(waited), silence);
     EXPECT_EQ(Seen(called), "category 2, code 1: heartbeat timeout, connection closed");
-    ExpectWithin(bound, "frozen, loop of short waits", polled.when - frozen.Since());
-    ExpectWithin(bound, "frozen, one long wait", waited.when - frozen.Since());
-    ExpectWithin(bound, "frozen, call that awaits a reply", called.when - frozen.Since());
-    ExpectWithin(bound, "frozen, destruction after that", destruction);
+    ExpectWithin(noticed, "frozen, loop of short waits", polled.when - frozen.Since());
+    ExpectWithin(noticed, "frozen, one long wait", waited.when - frozen.Since());
+    ExpectWithin(noticed, "frozen, call that awaits a reply", called.when - frozen.Since());
+    ExpectWithin(noticed, "frozen, destruction after that", destruction);
     EXPECT_EQ(Summary(witness.Take(queue, messages)), Range(1, messages, /*redelivered*/ true));
 }
 

@@ -9,7 +9,6 @@ using testing::HasSubstr;
 namespace
 {
 
-constexpr Messages nothing{.ready = 0, .unacknowledged = 0};
 constexpr Messages oneUnacknowledged{.ready = 0, .unacknowledged = 1};
 
 class BrokerAcknowledge : public BrokerWithQueue

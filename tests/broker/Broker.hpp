@@ -44,6 +44,8 @@ struct Messages
     }
 };
 
+inline constexpr Messages nothing{.ready = 0, .unacknowledged = 0};
+
 class Broker : public testing::Test
 {
 public:

@@ -10,8 +10,6 @@ using testing::ElementsAre;
 namespace
 {
 
-constexpr Messages nothing{.ready = 0, .unacknowledged = 0};
-
 class BrokerMultipart : public BrokerWithQueue
 {
 };

@@ -51,7 +51,7 @@ public:
 private:
     struct Destroy
     {
-        void operator()(amqp_connection_state_t state) const { amqp_destroy_connection(state); }
+        void operator()(amqp_connection_state_t owned) const { amqp_destroy_connection(owned); }
     };
 
     void Check(const char* what);

@@ -13,9 +13,7 @@ namespace
 using Amqp::ErrorCode;
 using Clock = std::chrono::steady_clock;
 
-const std::string tooLong(256, 'k'); // a message that cannot be sent
-
-auto IsEnd()
+auto IsEndOfStream()
 {
     return IsError(ErrorCode::Library, -AMQP_STATUS_CONNECTION_CLOSED,
                    amqp_error_string2(AMQP_STATUS_CONNECTION_CLOSED));
@@ -72,17 +70,17 @@ TEST(BatchLoss, MakesItDoNothingAfterTheBrokerHasClosedTheConnection)
     EXPECT_EQ(client.connection->Run(), false);
 
     ExpectIdle(client);
-    EXPECT_THAT(client.noted.errors, testing::ElementsAre(IsEnd()));
+    EXPECT_THAT(client.noted.errors, testing::ElementsAre(IsEndOfStream()));
 }
 
 TEST(BatchLoss, MakesItDoNothingAfterTheEndOfTheStream)
 {
     ScriptedBroker broker(&LoginAndEnd);
     Client client(broker);
-    EXPECT_THAT(ErrorOf([&] { client.connection->Run(); }), IsEnd());
+    EXPECT_THAT(ErrorOf([&] { client.connection->Run(); }), IsEndOfStream());
 
     ExpectIdle(client);
-    EXPECT_THAT(client.noted.errors, testing::ElementsAre(IsEnd()));
+    EXPECT_THAT(client.noted.errors, testing::ElementsAre(IsEndOfStream()));
 }
 
 TEST(BatchLoss, MakesAnInnerOneDoNothing)

@@ -21,6 +21,8 @@ using namespace std::chrono_literals;
 // Long enough for a scripted broker under a sanitizer; a step that has something to do never waits for it.
 inline constexpr std::chrono::microseconds consumeWait = 5s;
 
+inline const std::string tooLong(256, 'k'); // for a name or a key: a message with it cannot be sent
+
 inline std::shared_ptr<Amqp::Connection> Connect(const ScriptedBroker& broker, const Amqp::Table& properties = {},
                                                  std::chrono::microseconds timeout = consumeWait, int frameMax = 131072)
 {

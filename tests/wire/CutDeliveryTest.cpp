@@ -28,7 +28,7 @@ void PrintTo(const Outcome& outcome, std::ostream* out)
 }
 
 // A delivery whose body takes two frames of the smallest frame_max there is.
-std::string Message()
+std::string OneMessage()
 {
     const std::string body(frameMax - 8 + 12, 'b');
     return DeliveryBytes(1, {.consumerTag = "1/1", .exchange = "x", .routingKey = "k"}, properties, body, frameMax);
@@ -63,7 +63,7 @@ void RunUntilCut(const std::string& beginning, Cut cut, Outcome& outcome)
 // Cuts at every offset short of the whole message; none may be left out, and none may deliver.
 void ExpectErrorAtEveryOffset(Cut cut)
 {
-    const std::string message = Message();
+    const std::string message = OneMessage();
     Outcome outcome;
     for (std::size_t offset = 0; offset < message.size(); ++offset)
     {
@@ -89,7 +89,7 @@ TEST(CutDelivery, ThrowsAtEveryOffsetWhenThePeerResets)
 TEST(CutDelivery, DeliversTheMessageThatIsCompleteAtItsLastOctet)
 {
     Outcome outcome;
-    RunUntilCut(Message(), &Dialogue::Abandon, outcome);
+    RunUntilCut(OneMessage(), &Dialogue::Abandon, outcome);
 
     EXPECT_EQ(outcome, (Outcome{.errors = 0, .delivered = 1}));
 }

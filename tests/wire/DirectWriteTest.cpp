@@ -12,7 +12,7 @@ namespace
 
 using namespace Transport;
 
-constexpr std::size_t most = Amqp::MessageFrames::mostOfHead;
+constexpr std::size_t mostAtOnce = Amqp::MessageFrames::mostOfHead;
 
 // Gives the frames, for a look at how many there are.
 std::vector<Frame> ExpectSame(const Publishing& publish)
@@ -98,7 +98,7 @@ TEST(DirectWrite, OfEachPropertyAlone)
 TEST(DirectWrite, OfHeadersAroundTheLimitOfTheHead)
 {
     constexpr std::size_t besides = 100; // octets of the head, without the long header
-    constexpr std::size_t largest = most - besides;
+    constexpr std::size_t largest = mostAtOnce - besides;
     constexpr std::size_t beyond = 9;
     const auto publish = [](Amqp::Channel& channel)
     {

@@ -10,8 +10,6 @@ auto IsClosed()
     return IsError(Amqp::ErrorCode::ChannelClosed, 504, "Channel is closed");
 }
 
-const std::string tooLong(256, 'k');
-
 } // namespace
 
 TEST(DroppedChannel, IsClosedWhenTheBrokerSaysSo)

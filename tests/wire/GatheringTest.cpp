@@ -19,7 +19,7 @@ using Amqp::Gathering;
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-constexpr int attempts = 100;
+constexpr int tries = 100;
 
 class GatheringOn : public testing::Test
 {
@@ -47,7 +47,7 @@ protected:
     // breaks a gap or a wait instead, so it is tried again.
     bool Holds(const std::function<void()>& write)
     {
-        for (int attempt = 0; attempt < attempts; ++attempt)
+        for (int attempt = 0; attempt < tries; ++attempt)
         {
             gathering.Begin(true);
             const int before = HeldBack(Socket());

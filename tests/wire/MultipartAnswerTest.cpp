@@ -6,7 +6,7 @@
 namespace
 {
 
-Message Part(std::uint64_t index, std::string_view hash = "h")
+Message Half(std::uint64_t index, std::string_view hash = "h")
 {
     return {.headers = PartHeaders(index, 2, hash), .body = index == 0 ? "left" : "right"};
 }
@@ -20,9 +20,9 @@ void ExpectNoAnswer(Amqp::AcknowledgeMode mode)
         {
             AcceptConsumer(peer, 1, mode == Amqp::Auto);
             Sender sender(peer);
-            sender.Deliver(Part(1));
-            sender.Deliver(Part(1));
-            sender.Deliver(Part(0));
+            sender.Deliver(Half(1));
+            sender.Deliver(Half(1));
+            sender.Deliver(Half(0));
         }));
     Receiver receiver(broker, mode, Amqp::Requeue);
 
@@ -44,8 +44,8 @@ TEST(MultipartAnswer, IsAnAckForAStoredPartAtOnceWhateverTheHandlersVerdict)
     ScriptedBroker broker(OnSender(
         [](Sender& sender)
         {
-            sender.DeliverAcked(Part(1));
-            sender.DeliverNacked(Part(0), true);
+            sender.DeliverAcked(Half(1));
+            sender.DeliverNacked(Half(0), true);
         }));
     Receiver receiver(broker, Amqp::Explicit, Amqp::Requeue);
 
@@ -58,15 +58,15 @@ TEST(MultipartAnswer, IsAnAckForAStoredPartAtOnceWhateverTheHandlersVerdict)
 
 TEST(MultipartAnswer, IsANackWithoutRequeueForTheSamePartDeliveredTwice)
 {
-    Message again = Part(0);
+    Message again = Half(0);
     again.body = "not this one";
     ScriptedBroker broker(OnSender(
         [&](Sender& sender)
         {
-            sender.DeliverAcked(Part(0));
+            sender.DeliverAcked(Half(0));
             sender.DeliverNacked(again, false);
             sender.DeliverNacked(again, false);
-            sender.DeliverAcked(Part(1));
+            sender.DeliverAcked(Half(1));
         }));
     Receiver receiver(broker);
 
@@ -80,12 +80,12 @@ TEST(MultipartAnswer, IsTheHandlersVerdictForTheCompletingPart)
     ScriptedBroker broker(OnSender(
         [](Sender& sender)
         {
-            sender.DeliverAcked(Part(0));
-            sender.DeliverAcked(Part(1));
-            sender.DeliverAcked(Part(0));
-            sender.DeliverNacked(Part(1), false);
-            sender.DeliverAcked(Part(0));
-            sender.DeliverNacked(Part(1), true);
+            sender.DeliverAcked(Half(0));
+            sender.DeliverAcked(Half(1));
+            sender.DeliverAcked(Half(0));
+            sender.DeliverNacked(Half(1), false);
+            sender.DeliverAcked(Half(0));
+            sender.DeliverNacked(Half(1), true);
         }));
     Client client(broker);
     const std::vector<Amqp::Acknowledge> verdicts{Amqp::Ack, Amqp::Nack, Amqp::Requeue};
@@ -115,10 +115,10 @@ TEST(MultipartAnswer, IsNoneWhenTheHandlerThrowsAtCompletionAndTheNextSeriesWork
     ScriptedBroker broker(OnSender(
         [](Sender& sender)
         {
-            sender.DeliverAcked(Part(0));
-            sender.Deliver(Part(1));
-            sender.DeliverAcked(Part(1));
-            sender.DeliverAcked(Part(0));
+            sender.DeliverAcked(Half(0));
+            sender.Deliver(Half(1));
+            sender.DeliverAcked(Half(1));
+            sender.DeliverAcked(Half(0));
         }));
     Client client(broker);
     Inbox inbox;
@@ -143,11 +143,11 @@ TEST(MultipartAnswer, IsNoneToPartsThatComeAfterUnsubscribingHalfWay)
         [](Dialogue& peer)
         {
             Sender sender(peer);
-            sender.DeliverAcked(Part(0));
+            sender.DeliverAcked(Half(0));
             peer.Expect(1, BasicCancel{.consumerTag = "1/1"});
-            sender.Deliver(Part(1)); // on its way when the consumer was cancelled
+            sender.Deliver(Half(1)); // on its way when the consumer was cancelled
             peer.Send(1, BasicCancelOk{.consumerTag = "1/1"});
-            sender.Deliver(Part(0));
+            sender.Deliver(Half(0));
         }));
     Receiver receiver(broker);
 
@@ -164,13 +164,13 @@ TEST(MultipartAnswer, IsThatOfANewSeriesAfterSubscribingAnew)
         [](Dialogue& peer)
         {
             Sender sender(peer);
-            sender.DeliverAcked(Part(0));
+            sender.DeliverAcked(Half(0));
             peer.Expect(1, BasicCancel{.consumerTag = "1/1"});
             peer.Send(1, BasicCancelOk{.consumerTag = "1/1"});
             peer.Expect(1, BasicConsume{.queue = "q", .consumerTag = "1/1"});
             peer.Send(1, BasicConsumeOk{.consumerTag = "1/1"});
-            sender.DeliverAcked(Part(1)); // its sibling is forgotten
-            sender.DeliverAcked(Part(0));
+            sender.DeliverAcked(Half(1)); // its sibling is forgotten
+            sender.DeliverAcked(Half(0));
         }));
     Receiver receiver(broker);
 
@@ -190,9 +190,9 @@ TEST(MultipartAnswer, IsStillTheVerdictOfAHandlerThatUnsubscribesItselfWhileAnot
         [](Dialogue& peer)
         {
             Sender sender(peer);
-            sender.DeliverAcked(Part(0, "half-way"));
-            sender.DeliverAcked(Part(0));
-            sender.Deliver(Part(1));
+            sender.DeliverAcked(Half(0, "half-way"));
+            sender.DeliverAcked(Half(0));
+            sender.Deliver(Half(1));
             peer.Expect(1, BasicCancel{.consumerTag = "1/1"});
             peer.Send(1, BasicCancelOk{.consumerTag = "1/1"});
             peer.Expect(1, BasicNack{.deliveryTag = 3});
@@ -221,7 +221,7 @@ TEST(MultipartAnswer, IsANackAndAnAckForAStoredPartWhenThereIsNoHandler)
         [](Dialogue& peer)
         {
             Sender sender(peer);
-            sender.DeliverNacked(Part(0));
+            sender.DeliverNacked(Half(0));
             peer.Expect(1, BasicAck{.deliveryTag = 1});
         }));
     const Client client(broker);
@@ -235,8 +235,8 @@ TEST(MultipartAnswer, LeavesPartsThatWaitToBeReleasedWithTheConnection)
     ScriptedBroker broker(OnSender(
         [](Sender& sender)
         {
-            sender.DeliverAcked(Part(0));
-            sender.DeliverAcked(Part(1, "another"));
+            sender.DeliverAcked(Half(0));
+            sender.DeliverAcked(Half(1, "another"));
         }));
     Receiver receiver(broker);
 

@@ -4,7 +4,6 @@
 #include "Series.hpp"
 #include "values/RabbitMq.hpp"
 
-#include <array>
 #include <cstdlib>
 
 namespace
@@ -12,12 +11,6 @@ namespace
 
 std::size_t refusedSize = SIZE_MAX;
 int refusals = 0;
-
-Message Part(std::size_t index)
-{
-    constexpr std::array<std::string_view, 3> bodies{"0123", "4567", "89"};
-    return {.headers = PartHeaders(index, 3), .body = std::string(bodies.at(index))};
-}
 
 } // namespace
 
@@ -36,12 +29,12 @@ TEST(MultipartOutOfMemory, RaisesBadAllocAnswersNothingAndCompletesWhenThePartCo
     ScriptedBroker broker(OnSender(
         [](Sender& sender)
         {
-            sender.DeliverAcked(Part(0));
-            sender.DeliverAcked(Part(2));
-            sender.Deliver(Part(1));
-            sender.DeliverNacked(Part(0)); // the others are there still
-            sender.DeliverNacked(Part(2));
-            sender.DeliverAcked(Part(1)); // and the place of this one is free
+            sender.DeliverAcked(Third(0));
+            sender.DeliverAcked(Third(2));
+            sender.Deliver(Third(1));
+            sender.DeliverNacked(Third(0)); // the others are there still
+            sender.DeliverNacked(Third(2));
+            sender.DeliverAcked(Third(1)); // and the place of this one is free
         }));
     Receiver receiver(broker);
     receiver.Run(2);

@@ -5,26 +5,14 @@
 #include <array>
 #include <numeric>
 
-namespace
-{
-
-constexpr std::array<std::string_view, 3> tenBytes{"0123", "4567", "89"};
-
-Message Part(std::size_t index, std::string_view hash = tenBytesHash)
-{
-    return {.headers = PartHeaders(index, 3, hash), .body = std::string(tenBytes.at(index))};
-}
-
-} // namespace
-
 TEST(MultipartReceive, StoresParts2And0AndCompletesWithPart1InIndexOrderWithThePropertiesOfPart1)
 {
     ScriptedBroker broker(OnSender(
         [](Sender& sender)
         {
-            sender.DeliverAcked(Part(2));
-            sender.DeliverAcked(Part(0));
-            sender.DeliverAcked(Part(1));
+            sender.DeliverAcked(Third(2));
+            sender.DeliverAcked(Third(0));
+            sender.DeliverAcked(Third(1));
         }));
     Receiver receiver(broker);
 
@@ -109,10 +97,10 @@ TEST(MultipartReceive, DeliversOrdinaryMessagesBetweenTheParts)
     ScriptedBroker broker(OnSender(
         [](Sender& sender)
         {
-            sender.DeliverAcked(Part(0));
+            sender.DeliverAcked(Third(0));
             sender.DeliverAcked({.headers = {}, .body = "between"});
-            sender.DeliverAcked(Part(1));
-            sender.DeliverAcked(Part(2));
+            sender.DeliverAcked(Third(1));
+            sender.DeliverAcked(Third(2));
         }));
     Receiver receiver(broker);
 
@@ -128,11 +116,11 @@ TEST(MultipartReceive, KeepsTwoSeriesApartThatAreInterleaved)
     ScriptedBroker broker(OnSender(
         [&](Sender& sender)
         {
-            sender.DeliverAcked(Part(0));
+            sender.DeliverAcked(Third(0));
             sender.DeliverAcked(other(1));
-            sender.DeliverAcked(Part(2));
+            sender.DeliverAcked(Third(2));
             sender.DeliverAcked(other(0));
-            sender.DeliverAcked(Part(1));
+            sender.DeliverAcked(Third(1));
         }));
     Receiver receiver(broker);
 
@@ -146,12 +134,12 @@ TEST(MultipartReceive, SharesOneEntryBetweenTwoInterleavedSeriesWithTheSameHash)
     ScriptedBroker broker(OnSender(
         [](Sender& sender)
         {
-            sender.DeliverAcked(Part(0));  // of the first
-            sender.DeliverNacked(Part(0)); // of the second: a duplicate
-            sender.DeliverAcked(Part(1));  // of the second
-            sender.DeliverAcked(Part(2));  // of the first: completes it with the second's part
-            sender.DeliverAcked(Part(1));  // what is left begins a new series
-            sender.DeliverAcked(Part(2));
+            sender.DeliverAcked(Third(0));  // of the first
+            sender.DeliverNacked(Third(0)); // of the second: a duplicate
+            sender.DeliverAcked(Third(1));  // of the second
+            sender.DeliverAcked(Third(2));  // of the first: completes it with the second's part
+            sender.DeliverAcked(Third(1));  // what is left begins a new series
+            sender.DeliverAcked(Third(2));
         }));
     Receiver receiver(broker);
 
@@ -167,7 +155,7 @@ TEST(MultipartReceive, ReceivesTheSameSeriesAgainAfterItWasComplete)
         {
             for (const std::size_t index : {0U, 1U, 2U, 2U, 1U, 0U})
             {
-                sender.DeliverAcked(Part(index));
+                sender.DeliverAcked(Third(index));
             }
         }));
     Receiver receiver(broker);
@@ -189,7 +177,7 @@ TEST(MultipartReceive, JoinsPartsOfOneConsumerThatComeOnTwoChannelsAndAnswersEac
             Sender sender(peer);
             for (const std::size_t index : {0U, 1U, 2U})
             {
-                Message part = Part(index);
+                Message part = Third(index);
                 part.channel = index == 1 ? 2 : 1;
                 sender.DeliverAcked(part);
             }
@@ -218,10 +206,10 @@ TEST(MultipartReceive, DoesNotJoinPartsOfTwoSubscriptions)
             peer.Expect(1, BasicConsume{.queue = "q", .consumerTag = "1/2"});
             peer.Send(1, BasicConsumeOk{.consumerTag = "1/2"});
             Sender sender(peer);
-            sender.DeliverAcked(Part(0));
-            sender.DeliverAcked(second(Part(1)));
-            sender.DeliverAcked(second(Part(2)));
-            sender.DeliverAcked(second(Part(0))); // no duplicate: the first one went elsewhere
+            sender.DeliverAcked(Third(0));
+            sender.DeliverAcked(second(Third(1)));
+            sender.DeliverAcked(second(Third(2)));
+            sender.DeliverAcked(second(Third(0))); // no duplicate: the first one went elsewhere
         }));
     Receiver receiver(broker);
     Inbox inbox;

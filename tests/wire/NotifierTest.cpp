@@ -16,8 +16,6 @@ void RequestClose(Dialogue& peer)
     peer.Send(1, ChannelClose{.replyCode = 404, .replyText = "NOT_FOUND"});
 }
 
-const std::string tooLong(256, 'k');
-
 } // namespace
 
 // What a notifier keeps in itself, it finds again: not a copy of it is called.

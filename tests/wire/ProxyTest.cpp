@@ -18,8 +18,6 @@ using namespace std::chrono_literals;
 namespace
 {
 
-using Outcome = Stream::Outcome;
-
 const SharedDeadline deadline{defaultDeadline};
 const std::string words = "some octets";
 
@@ -36,7 +34,7 @@ protected:
     std::string AtServer(std::size_t octets)
     {
         std::string received;
-        while (received.size() < octets && server->Receive(received, 5s) == Outcome::Ready)
+        while (received.size() < octets && server->Receive(received, 5s) == Stream::Outcome::Ready)
         {
         }
         return received;
@@ -45,7 +43,7 @@ protected:
     bool NothingAtServer()
     {
         std::string received;
-        return server->Receive(received, 100ms) == Outcome::TimedOut && received.empty();
+        return server->Receive(received, 100ms) == Stream::Outcome::TimedOut && received.empty();
     }
 
     Listener listener;
@@ -80,7 +78,7 @@ TEST_F(ProxyTest, CarriesTheEndOfOneDirectionAndThenOfTheOther)
     client->Close();
 
     std::string rest;
-    EXPECT_EQ(server->Receive(rest), Outcome::Ended);
+    EXPECT_EQ(server->Receive(rest), Stream::Outcome::Ended);
 }
 
 TEST_F(ProxyTest, HoldsBackWhatIsPausedAndLosesNothing)
@@ -150,7 +148,7 @@ TEST_F(ProxyTest, ClosesInOrderOnBothSides)
     proxy.Close();
 
     std::string rest;
-    EXPECT_EQ(server->Receive(rest), Outcome::Ended);
+    EXPECT_EQ(server->Receive(rest), Stream::Outcome::Ended);
     EXPECT_EQ(client->ReceiveAll(), "");
     EXPECT_EQ(RawClient(proxy.Port()).Receive(0), ""); // a new one is accepted
 }

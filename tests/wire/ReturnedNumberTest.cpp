@@ -8,9 +8,9 @@ namespace
 
 // Publishes a message, which takes number 1, and runs one step on a return with this message id. The channel is still
 // registered afterwards, and the entry still pending unless the callback was called.
-struct OneReturn
+struct NumberedReturn
 {
-    explicit OneReturn(const std::optional<std::string>& messageId)
+    explicit NumberedReturn(const std::optional<std::string>& messageId)
         : broker(OnChannel(
               [=](Dialogue& peer)
               {
@@ -32,7 +32,7 @@ struct OneReturn
 template <typename Exception>
 void ExpectThrown(const std::optional<std::string>& messageId, const char* text)
 {
-    const OneReturn session(messageId);
+    const NumberedReturn session(messageId);
     try
     {
         session.Run();
@@ -72,7 +72,7 @@ TEST(ReturnedNumber, MayHaveLeadingBlanksASignAndTrailingText)
 {
     for (const char* const text : {"1", " 1", "\t\n 1", "+1", "1x", "1 2", "0001", "1.5", "-18446744073709551615"})
     {
-        const OneReturn session(text);
+        const NumberedReturn session(text);
 
         EXPECT_EQ(session.Run(), true) << text;
 
@@ -84,7 +84,7 @@ TEST(ReturnedNumber, IsReadInBaseTen)
 {
     for (const char* const text : {"0x1", "01b", "10"})
     {
-        const OneReturn session(text);
+        const NumberedReturn session(text);
 
         EXPECT_EQ(session.Run(), true) << text;
 

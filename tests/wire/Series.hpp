@@ -3,6 +3,8 @@
 
 #include "Messaging.hpp"
 
+#include <array>
+
 // Of "0123456789", as sha256sum has it.
 inline const std::string tenBytesHash = "84d89877f0d4041efb6bf91a16f0248f2fd573e6af05c19f96bedb9f882f7882";
 
@@ -27,6 +29,13 @@ struct Message
     std::string consumerTag = "1/1";
     std::uint16_t channel = 1;
 };
+
+// One of the three parts of "0123456789".
+inline Message Third(std::size_t index, std::string_view hash = tenBytesHash)
+{
+    constexpr std::array<std::string_view, 3> bodies{"0123", "4567", "89"};
+    return {.headers = PartHeaders(index, 3, hash), .body = std::string(bodies.at(index))};
+}
 
 // Delivers with ascending delivery tags.
 class Sender

@@ -102,18 +102,17 @@ std::vector<Operation> EachUnusualName()
 
 std::vector<Operation> EachTooLongName()
 {
-    const std::string tooLong(256, 'n');
     const auto nothing = [](Dialogue&) {};
     return {
-        {"PassiveDeclareExchange", [=](Channel& c) { c.DeclareExchange(tooLong); }, nothing, nothing},
-        {"DeclareExchange", [=](Channel& c) { c.DeclareExchange(tooLong, Amqp::Topic, true, false, false); }, nothing,
+        {"PassiveDeclareExchange", [](Channel& c) { c.DeclareExchange(tooLong); }, nothing, nothing},
+        {"DeclareExchange", [](Channel& c) { c.DeclareExchange(tooLong, Amqp::Topic, true, false, false); }, nothing,
          nothing},
-        {"PassiveDeclareQueue", [=](Channel& c) { c.DeclareQueue(tooLong); }, nothing, nothing},
-        {"DeclareQueue", [=](Channel& c) { c.DeclareQueue(tooLong, true, false, false); }, nothing, nothing},
-        {"RoutingKeyOfBindQueue", [=](Channel& c) { c.BindQueue("q", "e", tooLong); }, nothing, nothing},
-        {"SourceOfUnbindExchange", [=](Channel& c) { c.UnbindExchange("to", tooLong, "key"); }, nothing, nothing},
-        {"DestroyQueue", [=](Channel& c) { c.DestroyQueue(tooLong, false, false); }, nothing, nothing},
-        {"PurgeQueue", [=](Channel& c) { c.PurgeQueue(tooLong); }, nothing, nothing},
+        {"PassiveDeclareQueue", [](Channel& c) { c.DeclareQueue(tooLong); }, nothing, nothing},
+        {"DeclareQueue", [](Channel& c) { c.DeclareQueue(tooLong, true, false, false); }, nothing, nothing},
+        {"RoutingKeyOfBindQueue", [](Channel& c) { c.BindQueue("q", "e", tooLong); }, nothing, nothing},
+        {"SourceOfUnbindExchange", [](Channel& c) { c.UnbindExchange("to", tooLong, "key"); }, nothing, nothing},
+        {"DestroyQueue", [](Channel& c) { c.DestroyQueue(tooLong, false, false); }, nothing, nothing},
+        {"PurgeQueue", [](Channel& c) { c.PurgeQueue(tooLong); }, nothing, nothing},
     };
 }
 

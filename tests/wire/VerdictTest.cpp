@@ -29,7 +29,7 @@ void ExpectAnswer(int verdict, const Answer& answer)
 }
 
 // Delivers a message for each verdict in this mode, and expects no answer at all.
-void ExpectNoAnswer(Amqp::AcknowledgeMode mode)
+void ExpectNothingSettled(Amqp::AcknowledgeMode mode)
 {
     constexpr int verdicts = 3;
     ScriptedBroker broker(OnChannel(
@@ -82,12 +82,12 @@ TEST(Verdict, GoesWithTheHighestDeliveryTag)
 
 TEST(Verdict, SendsNothingInAutoMode)
 {
-    ExpectNoAnswer(Amqp::Auto);
+    ExpectNothingSettled(Amqp::Auto);
 }
 
 TEST(Verdict, SendsNothingInNoneMode)
 {
-    ExpectNoAnswer(Amqp::None);
+    ExpectNothingSettled(Amqp::None);
 }
 
 TEST(Verdict, GoesToTheChannelOfItsDelivery)

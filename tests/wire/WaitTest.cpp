@@ -10,7 +10,7 @@ namespace
 
 using Clock = std::chrono::steady_clock;
 
-constexpr auto shortWait = 150ms;
+constexpr auto briefWait = 150ms;
 constexpr auto rounding = 1ms;  // rabbitmq-c rounds what is left of a wait down to whole milliseconds
 constexpr auto muchLonger = 3s; // than anything here takes, and less than any deadline
 
@@ -55,24 +55,24 @@ TEST(Run, IsEmptyOnSilenceAfterTheGivenWaitAndNotBefore)
     const Client client(broker);
 
     const auto start = Clock::now();
-    EXPECT_EQ(client.connection->Run(shortWait), std::nullopt);
+    EXPECT_EQ(client.connection->Run(briefWait), std::nullopt);
     const auto waited = Clock::now() - start;
 
-    EXPECT_GE(waited, shortWait - rounding);
+    EXPECT_GE(waited, briefWait - rounding);
     EXPECT_LT(waited, muchLonger);
 }
 
 TEST(Run, IsEmptyOnSilenceAfterTheConnectionsOwnWait)
 {
     ScriptedBroker broker(OnChannel([](Dialogue&) {}));
-    const auto connection = Connect(broker, {}, shortWait);
+    const auto connection = Connect(broker, {}, briefWait);
     const auto channel = OpenChannel(connection);
 
     const auto start = Clock::now();
     EXPECT_EQ(connection->Run(), std::nullopt);
     const auto waited = Clock::now() - start;
 
-    EXPECT_GE(waited, shortWait - rounding);
+    EXPECT_GE(waited, briefWait - rounding);
     EXPECT_LT(waited, muchLonger);
 }
 
@@ -117,8 +117,8 @@ TEST(Stop, MakesTheNextRunReturnFalseAtOnceAndTheFollowingOneWait)
     EXPECT_LT(Clock::now() - start, muchLonger);
 
     const auto next = Clock::now();
-    EXPECT_EQ(connection->Run(shortWait), std::nullopt);
-    EXPECT_GE(Clock::now() - next, shortWait - rounding);
+    EXPECT_EQ(connection->Run(briefWait), std::nullopt);
+    EXPECT_GE(Clock::now() - next, briefWait - rounding);
 }
 
 TEST(Stop, DoesNotTouchTheNetwork)
