@@ -3,6 +3,7 @@ add_library(amqp-warnings INTERFACE)
 target_compile_options(amqp-warnings INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wnon-virtual-dtor
     -Woverloaded-virtual $<$<BOOL:${AMQP_WERROR}>:-Werror>
-    # Where several sources are compiled as one, what is private to one file is seen by the next, and to be in an
-    # included file is no mistake. The preset clang-19 compiles each by itself.
-    $<$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>:-Wno-shadow $<$<CXX_COMPILER_ID:GNU>:-Wshadow=local -Wno-subobject-linkage>>)
+    # Sources that are compiled as one see what is private to each other, and include each other: two warnings would be
+    # about that. The preset clang-19 compiles each by itself.
+    $<$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>:-Wno-shadow>
+    $<$<AND:$<CXX_COMPILER_ID:GNU>,$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>>:-Wshadow=local -Wno-subobject-linkage>)
