@@ -193,12 +193,16 @@ def check_links(*names: str) -> None:
 def print_session(page: str) -> None:
     """One shell runs all commands. Code goes to the file that the paragraph before it names in its end."""
     blocks = read_blocks(page)
+    if not any(block.language == "sh" for block in blocks):
+        sys.exit(f"{page}: no commands")
     print(f"set -euo pipefail\necho 'following {page}: {len(blocks)} blocks'")
     for block in blocks:
         name = re.search(r"`([^`]+)`:$", block.lead)
         if block.language == "sh":
             output = f"/tmp/line-{block.line}.out"
             print(f"{{\n{block.text}}} >{output}")
+            for text in block.prints:
+                print(f"printf %s {shlex.quote(text)} | diff - {output}\necho 'as the page says: {output}'")
         elif block.language == "text":
             print(f"printf %s {shlex.quote(block.text)} | diff - {output}\necho 'as the page says: {output}'")
         elif block.language in ("cpp", "cmake") and name:
