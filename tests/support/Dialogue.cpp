@@ -17,6 +17,28 @@ constexpr std::string_view endOfStream = "the end of the stream";
 
 Dialogue::Dialogue(Stream connection) : stream(std::move(connection)) {}
 
+void Dialogue::StartTls()
+{
+    const Step step(*this, "start TLS");
+    const std::string_view expected = "a TLS handshake";
+    try
+    {
+        switch (stream.StartTls())
+        {
+        case Stream::Outcome::Ready:
+            return;
+        case Stream::Outcome::Ended:
+            NotFinished(expected, endOfStream);
+        case Stream::Outcome::TimedOut:
+            NotFinished(expected, "nothing more before the deadline");
+        }
+    }
+    catch (const TlsFailure& failure)
+    {
+        Mismatch(expected, failure.what());
+    }
+}
+
 void Dialogue::OpenChannel(std::uint16_t channel)
 {
     const Step step(*this, "open channel " + std::to_string(channel));
@@ -254,6 +276,11 @@ void Dialogue::AwaitEnd()
 void Dialogue::EndOutput()
 {
     stream.EndOutput();
+}
+
+void Dialogue::CutOutput()
+{
+    stream.CutOutput();
 }
 
 void Dialogue::Abandon()

@@ -9,10 +9,13 @@
 namespace Wire
 {
 
-ScriptedBroker::ScriptedBroker(Script script) : ScriptedBroker(std::vector<Script>{std::move(script)}) {}
+ScriptedBroker::ScriptedBroker(Script script, BrokerOptions chosen)
+    : ScriptedBroker(std::vector<Script>{std::move(script)}, chosen)
+{
+}
 
-ScriptedBroker::ScriptedBroker(std::vector<Script> all)
-    : scripts(std::move(all)), port(listener.Port()), acceptor([this] { AcceptAll(); })
+ScriptedBroker::ScriptedBroker(std::vector<Script> all, BrokerOptions chosen)
+    : scripts(std::move(all)), options(chosen), port(listener.Port()), acceptor([this] { AcceptAll(); })
 {
 }
 
@@ -76,6 +79,10 @@ void ScriptedBroker::Serve(std::size_t index, Descriptor socket)
     Dialogue peer(Stream(std::move(socket), deadline));
     try
     {
+        if (options.tls)
+        {
+            peer.StartTls();
+        }
         scripts[index](peer);
         peer.AwaitEnd();
     }

@@ -17,14 +17,19 @@
 namespace Wire
 {
 
+struct BrokerOptions
+{
+    bool tls = false; // each connection begins with the TLS handshake of a server
+};
+
 class ScriptedBroker
 {
 public:
     using Script = std::function<void(Dialogue&)>;
 
     // Listens on 127.0.0.1 before it returns. No more connections are taken than there are scripts.
-    explicit ScriptedBroker(Script script);
-    explicit ScriptedBroker(std::vector<Script> scripts);
+    explicit ScriptedBroker(Script script, BrokerOptions options = {});
+    explicit ScriptedBroker(std::vector<Script> scripts, BrokerOptions options = {});
     ~ScriptedBroker();
     ScriptedBroker(const ScriptedBroker&) = delete;
     ScriptedBroker& operator=(const ScriptedBroker&) = delete;
@@ -46,6 +51,7 @@ private:
     void Fail(std::size_t index, const std::string& text);
 
     std::vector<Script> scripts;
+    const BrokerOptions options;
     Listener listener;
     const std::uint16_t port;
     SharedDeadline deadline{defaultDeadline};

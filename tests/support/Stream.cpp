@@ -123,6 +123,40 @@ Stream::Stream(Descriptor connected, const SharedDeadline& limit) : socket(std::
     SendAtOnce(socket);
 }
 
+Stream::Outcome Stream::StartTls()
+{
+    tls.emplace();
+    try
+    {
+        return ShakeHands();
+    }
+    catch (const TlsFailure&)
+    {
+        SendBytes(tls->ToSend()); // tells the client what is wrong
+        throw;
+    }
+}
+
+Stream::Outcome Stream::ShakeHands()
+{
+    while (true)
+    {
+        const bool complete = tls->Handshake();
+        Outcome outcome = SendBytes(tls->ToSend());
+        if (complete || outcome != Outcome::Ready)
+        {
+            return outcome;
+        }
+        std::string arrived;
+        outcome = ReceiveBytes(arrived, *deadline);
+        if (outcome != Outcome::Ready)
+        {
+            return outcome;
+        }
+        tls->Take(arrived);
+    }
+}
+
 Stream::Outcome Stream::Receive(std::string& buffer)
 {
     return ReceiveWithin(buffer, *deadline);
@@ -135,6 +169,30 @@ Stream::Outcome Stream::Receive(std::string& buffer, std::chrono::milliseconds l
 }
 
 Stream::Outcome Stream::ReceiveWithin(std::string& buffer, const SharedDeadline& limit)
+{
+    if (!tls)
+    {
+        return ReceiveBytes(buffer, limit);
+    }
+    // Data can be there before anything more arrives: the client may send them together with the end of its handshake.
+    while (!tls->Decrypt(buffer))
+    {
+        if (tls->Ended())
+        {
+            return Outcome::Ended;
+        }
+        std::string arrived;
+        const Outcome outcome = ReceiveBytes(arrived, limit);
+        if (outcome != Outcome::Ready)
+        {
+            return outcome;
+        }
+        tls->Take(arrived);
+    }
+    return Outcome::Ready;
+}
+
+Stream::Outcome Stream::ReceiveBytes(std::string& buffer, const SharedDeadline& limit)
 {
     char chunk[65536];
     while (Wait(socket.Get(), POLLIN, limit))
@@ -156,6 +214,23 @@ Stream::Outcome Stream::ReceiveWithin(std::string& buffer, const SharedDeadline&
 
 Stream::Outcome Stream::Send(std::string_view bytes)
 {
+    if (!tls)
+    {
+        return SendBytes(bytes);
+    }
+    constexpr std::size_t atOnce = 65536;
+    Outcome outcome = Outcome::Ready;
+    while (outcome == Outcome::Ready && !bytes.empty())
+    {
+        tls->Encrypt(bytes.substr(0, atOnce));
+        bytes.remove_prefix(std::min(atOnce, bytes.size()));
+        outcome = SendBytes(tls->ToSend());
+    }
+    return outcome;
+}
+
+Stream::Outcome Stream::SendBytes(std::string_view bytes)
+{
     while (!bytes.empty())
     {
         if (!Wait(socket.Get(), POLLOUT, *deadline))
@@ -175,13 +250,31 @@ Stream::Outcome Stream::Send(std::string_view bytes)
     return Outcome::Ready;
 }
 
+// Waits for nothing: a client that reads nothing does not read the end either.
+void Stream::EndTls()
+{
+    if (tls)
+    {
+        tls->End();
+        const std::string notice = tls->ToSend();
+        ::send(socket.Get(), notice.data(), notice.size(), MSG_NOSIGNAL);
+    }
+}
+
 void Stream::EndOutput()
+{
+    EndTls();
+    CutOutput();
+}
+
+void Stream::CutOutput()
 {
     ::shutdown(socket.Get(), SHUT_WR);
 }
 
 void Stream::Close()
 {
+    EndTls();
     CloseInOrder(socket);
 }
 

@@ -7,8 +7,11 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
+
+#include "TlsServer.hpp"
 
 namespace Wire
 {
@@ -49,20 +52,30 @@ public:
 
     Stream(Descriptor socket, const SharedDeadline& deadline);
 
+    // Waits for the client's TLS handshake. From then on all that follows is encrypted, and what the client breaks in
+    // TLS itself throws TlsFailure.
+    Outcome StartTls();
+
     // Appends what has arrived, waiting for it until the deadline or for the time given.
     Outcome Receive(std::string& buffer);
     Outcome Receive(std::string& buffer, std::chrono::milliseconds limit);
     Outcome Send(std::string_view bytes);
 
     void EndOutput(); // the other side reads the end of the stream, receiving goes on
+    void CutOutput(); // likewise, but over TLS without close_notify
     void Close();     // orderly: the client reads all that was sent, then the end of the stream
     void Reset();     // the client gets a connection reset
 
 private:
     Outcome ReceiveWithin(std::string& buffer, const SharedDeadline& limit);
+    Outcome ReceiveBytes(std::string& buffer, const SharedDeadline& limit);
+    Outcome SendBytes(std::string_view bytes);
+    Outcome ShakeHands();
+    void EndTls();
 
     Descriptor socket;
     const SharedDeadline* deadline;
+    std::optional<TlsServer> tls;
 };
 
 class Listener

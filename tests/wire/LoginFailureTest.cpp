@@ -249,6 +249,26 @@ TEST(LoginFailure, ThrowsRuntimeErrorOverTlsWhenThePeerSpeaksPlainAmqp)
               "Unable to open a AMQP SSL TCP socket");
 }
 
+// The broker may see the client end the handshake or what follows it, depending on when the client looks.
+TEST(LoginFailure, ThrowsRuntimeErrorOverTlsWhenNobodyVouchesForTheBroker)
+{
+    bool begun = false;
+    ScriptedBroker broker(
+        [&](Dialogue& peer)
+        {
+            begun = true;
+            peer.ExpectEnd();
+        },
+        {.tls = true});
+
+    EXPECT_EQ(RuntimeErrorOf(
+                  [&] { Amqp::Connection("127.0.0.1", broker.Port(), "identity", "/", {}, consumeWait, 0s, 131072); }),
+              "Unable to open a AMQP SSL TCP socket");
+
+    const std::string failure = broker.TakeFailure();
+    EXPECT_TRUE(begun ? failure.empty() : failure.find("alert") != std::string::npos) << failure;
+}
+
 TEST(LoginFailure, ThrowsLibraryForAPropertyKeyOf256BytesAndDoesNotConnect)
 {
     Amqp::Table properties;
