@@ -1,8 +1,15 @@
-// Connections over TLS, for executables that stand in for amqp_ssl_socket_new: no broker's certificate is trusted, so
-// TLS itself never comes to a login.
+// Connections over TLS to a scripted broker that speaks it too. For executables with OverTls.cpp, which stands in for
+// amqp_ssl_socket_new: nobody vouches for the broker's certificate, so the client must not ask who the broker is.
 #pragma once
 
 #include "LoginOptions.hpp"
+
+namespace OverTls
+{
+
+extern bool noSocket; // rabbitmq-c then returns no TLS socket
+
+} // namespace OverTls
 
 // The user is the identity; there is no password.
 inline std::shared_ptr<Amqp::Connection> LogInOverTls(std::uint16_t port, const LoginOptions& options)

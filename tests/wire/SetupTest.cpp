@@ -15,8 +15,6 @@ namespace
 
 bool noConnection = false;
 bool noTcpSocket = false;
-bool noTlsSocket = false;
-bool tcpForTls = false;
 bool opensAtOnce = false;       // a channel is opened, and nothing sent
 std::uint16_t openedAtOnce = 0; // the last one
 
@@ -59,15 +57,6 @@ amqp_socket_t* AMQP_CALL amqp_tcp_socket_new(amqp_connection_state_t state)
     return noTcpSocket ? nullptr : Real<decltype(amqp_tcp_socket_new)>("amqp_tcp_socket_new")(state);
 }
 
-amqp_socket_t* AMQP_CALL amqp_ssl_socket_new(amqp_connection_state_t state)
-{
-    if (tcpForTls)
-    {
-        return amqp_tcp_socket_new(state);
-    }
-    return noTlsSocket ? nullptr : Real<decltype(amqp_ssl_socket_new)>("amqp_ssl_socket_new")(state);
-}
-
 amqp_channel_open_ok_t* AMQP_CALL amqp_channel_open(amqp_connection_state_t state, amqp_channel_t channel)
 {
     if (!opensAtOnce)
@@ -107,16 +96,15 @@ TEST(Setup, RaisesARuntimeErrorWhenRabbitMqCGivesNoTcpSocket)
 
 TEST(Setup, RaisesARuntimeErrorWhenRabbitMqCGivesNoTlsSocket)
 {
-    const During during(noTlsSocket);
+    const During during(OverTls::noSocket);
 
     ExpectBothRefused("Unable to open a AMQP TCP socket", "Unable to instanciate new AMQP SSL TCP connection");
 }
 
 TEST(Setup, LogsInOverTlsWithTheIdentityAndTheVirtualHost)
 {
-    ScriptedBroker broker(
-        LoginAndClose({.mechanism = "EXTERNAL", .response = "CN=orders", .virtualHost = "orders/eu"}));
-    const During during(tcpForTls);
+    ScriptedBroker broker(LoginAndClose({.mechanism = "EXTERNAL", .response = "CN=orders", .virtualHost = "orders/eu"}),
+                          {.tls = true});
 
     EXPECT_NO_THROW(LogInOverTls(broker.Port(), {.user = "CN=orders", .virtualHost = "orders/eu"}));
 }
@@ -132,8 +120,8 @@ TEST(Setup, GathersNothingOverTls)
             peer.ExpectPublish(1, {.routingKey = "q"}, PlainProperties(), "body");
             peer.CloseChannel(1);
             peer.CloseConnection();
-        });
-    const During during(tcpForTls);
+        },
+        {.tls = true});
     const auto channel = OpenChannel(LogIn(broker, {}, /*tls*/ true));
 
     const Amqp::Batch batch(*channel);

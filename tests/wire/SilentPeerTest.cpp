@@ -1,6 +1,5 @@
 // A peer that falls silent, with heartbeats of a second: what is written to it ends after two intervals. One that reads
-// nothing but gives signs of life is waited for. Over TCP and over TLS, where rabbitmq-c writes; the executable stands
-// in for that.
+// nothing but gives signs of life is waited for. Over TCP and over TLS.
 #include <thread>
 
 #include "Listening.hpp"
@@ -34,14 +33,16 @@ std::string LargeBody()
     return std::string(16 << 20, 'b');
 }
 
-ScriptedBroker::Script WithHeartbeats(bool tls, ScriptedBroker::Script rest)
+ScriptedBroker WithHeartbeats(bool tls, ScriptedBroker::Script rest)
 {
-    return [tls, rest = std::move(rest)](Dialogue& peer)
-    {
-        peer.Login(LoginOver(tls, {.heartbeat = 1}));
-        peer.OpenChannel(1);
-        rest(peer);
-    };
+    return ScriptedBroker(
+        [tls, rest = std::move(rest)](Dialogue& peer)
+        {
+            peer.Login(LoginOver(tls, {.heartbeat = 1}));
+            peer.OpenChannel(1);
+            rest(peer);
+        },
+        {.tls = tls});
 }
 
 struct HeartbeatClient
@@ -169,7 +170,8 @@ TEST_P(SilentPeer, IsFoundOutInTimeByPublishesThatItTakes)
             peer.SendHeartbeat();
             EXPECT_TRUE(given.Wait());
             peer.Abandon();
-        });
+        },
+        {.tls = GetParam()});
     const auto connection = LogIn(broker, {.heartbeat = 2s}, GetParam());
     Noted noted;
     const auto channel = std::make_shared<Amqp::Channel>(connection, noted.Notifier());
@@ -282,7 +284,8 @@ TEST_P(BusyPeer, ThatReadsNothingIsWaitedForWithAFrameLargerThanTheSocket)
             }
             EXPECT_TRUE(received == body);
             peer.Abandon();
-        });
+        },
+        {.tls = GetParam()});
     broker.Deadline(20s);
     const auto connection = LogIn(broker, {.heartbeat = 1s, .frameMax = frameMax}, GetParam());
     Noted noted;

@@ -43,7 +43,8 @@ std::vector<Frame> FramesOf(const Publishing& publish, Way way, int frameMax)
             peer.Send(1, QueuePurgeOk{});
             peer.CloseChannel(1);
             peer.CloseConnection();
-        });
+        },
+        {.tls = tls});
     {
         const auto channel = OpenChannel(LogIn(broker, {.frameMax = frameMax}, tls));
         std::optional<Amqp::Batch> batch;
@@ -70,11 +71,6 @@ void PublishSizes(Amqp::Channel& channel)
 }
 
 } // namespace Transport
-
-amqp_socket_t* AMQP_CALL amqp_ssl_socket_new(amqp_connection_state_t state)
-{
-    return amqp_tcp_socket_new(state);
-}
 
 int AMQP_CALL amqp_basic_publish(amqp_connection_state_t state, amqp_channel_t channel, amqp_bytes_t exchange,
                                  amqp_bytes_t routingKey, amqp_boolean_t mandatory, amqp_boolean_t immediate,
