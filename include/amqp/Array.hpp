@@ -20,9 +20,15 @@ class FieldDecoder;
 /// that of its first element; elements of other alternatives are dropped on receipt.
 class AMQP_EXPORT Array
 {
+    // What `{}` becomes without a conversion, and nothing else becomes.
+    enum class NoElements;
+
 public:
     /// An empty array.
     Array();
+
+    /// An empty array, as an empty list of elements makes it: `Array({})`.
+    explicit Array(NoElements /*none*/) : Array() {}
 
     /// An array of the given elements, in their order: `Array({1, 2, 3})`, or from a vector.
     ///

@@ -28,6 +28,14 @@ TEST(Array, IsEmptyWhenMadeFromNoElements)
     EXPECT_EQ(array.Size(), 0U);
 }
 
+TEST(Array, IsEmptyWhenMadeFromAnEmptyList)
+{
+    const Array array({});
+
+    EXPECT_TRUE(array.Empty());
+    EXPECT_EQ(array.Size(), 0U);
+}
+
 TEST(Array, KeepsElementsInTheirOrder)
 {
     const Array array({3, 1, 2, 1});
