@@ -18,6 +18,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 namespace Amqp
 {
@@ -98,6 +99,11 @@ public:
     /// Declares a queue that the broker names (`queue.declare`, amqp_queue_declare), and gives that name; empty when
     /// the broker refused.
     std::string DeclareQueue(bool durable, bool exclusive, bool autoDelete);
+
+    /// Does not compile. A queue with a name takes four arguments: in `DeclareQueue("orders", true, false)` the name
+    /// would become a bool, `durable`, and the broker would name the queue.
+    template <typename Name, std::enable_if_t<std::is_convertible_v<const Name&, std::string_view>, int> = 0>
+    std::string DeclareQueue(const Name& name, bool exclusive, bool autoDelete) = delete;
 
     /// Checks that a queue exists: a passive `queue.declare` (amqp_queue_declare). Reply code 404 when not.
     void DeclareQueue(std::string_view name);

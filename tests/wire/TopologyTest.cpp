@@ -1,5 +1,6 @@
 // Exchanges, queues and bindings: every field of every method.
 #include <string>
+#include <string_view>
 
 #include "Messaging.hpp"
 #include "TopologyCases.hpp"
@@ -9,6 +10,20 @@ namespace
 {
 
 using Amqp::Channel;
+
+// A name that is given two flags instead of three would be taken for the first of three flags.
+template <typename... Arguments>
+concept DeclaresAQueue = requires(Channel& channel, Arguments&&... arguments)
+{
+    channel.DeclareQueue(arguments...);
+};
+static_assert(!DeclaresAQueue<const char (&)[7], bool, bool> && !DeclaresAQueue<const char*, bool, bool> &&
+              !DeclaresAQueue<char*, bool, bool> && !DeclaresAQueue<std::string_view, bool, bool> &&
+              !DeclaresAQueue<std::string, bool, bool>);
+static_assert(DeclaresAQueue<bool, bool, bool> && DeclaresAQueue<int, int, int>);
+static_assert(DeclaresAQueue<const char (&)[7]> && DeclaresAQueue<std::string_view> && DeclaresAQueue<std::string>);
+static_assert(DeclaresAQueue<const char (&)[7], bool, bool, bool> && DeclaresAQueue<const char*, bool, bool, bool> &&
+              DeclaresAQueue<std::string_view, bool, bool, bool> && DeclaresAQueue<std::string, bool, bool, bool>);
 
 class TopologyDialogue : public testing::TestWithParam<Operation>
 {
