@@ -26,6 +26,8 @@ Consumer::~Consumer()
     // channels would wait for a broker.
     const auto stop = [this]() noexcept { Stop(); };
     stop();
+    // Members are destroyed from the last to the first: this one before the channels.
+    onException = nullptr;
     // In the order in which they were opened, which a vector of its own keeps in some standard libraries only.
     for (std::shared_ptr<Channel>& channel : channels)
     {

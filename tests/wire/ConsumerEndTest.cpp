@@ -1,4 +1,4 @@
-// What ends the listening thread of a consumer by itself, and who is told.
+// What ends the listening thread of a consumer by itself, and who is told; and in which order a consumer is destroyed.
 #include <atomic>
 #include <optional>
 #include <stdexcept>
@@ -159,4 +159,37 @@ TEST(ConsumerEnd, DropsAnExceptionThatNobodyWants)
     }
 
     EXPECT_THAT(log.Lines(), testing::Contains("RabbitMQ: Exception handler failed"));
+}
+
+TEST(ConsumerEnd, DestroysTheExceptionCallbackBeforeTheChannelsAndTheLogAfterThem)
+{
+    Log order;
+    const auto noting = [&](const char* what) // as it is destroyed
+    { return std::shared_ptr<void>(nullptr, [what, note = order.Sink()](void*) { note(what); }); };
+    ScriptedBroker broker(
+        [&](Dialogue& peer)
+        {
+            peer.Login();
+            AcceptBinding(peer, 1, "x", "x", "x");
+            AcceptBinding(peer, 2, "y", "y", "y");
+            for (const std::uint16_t channel : {std::uint16_t{1}, std::uint16_t{2}})
+            {
+                peer.Expect(channel, ChannelClose{});
+                order.Sink()("channel " + std::to_string(channel));
+                peer.Send(channel, ChannelCloseOk{});
+            }
+            peer.Expect(0, ConnectionClose{});
+            order.Sink()("connection");
+            peer.Send(0, ConnectionCloseOk{});
+        });
+    {
+        Consumer consumer(
+            Connect(broker), "ex", [kept = noting("log")](std::string_view) {}, "",
+            [kept = noting("exception callback")](const std::exception&) {});
+        consumer.Bind("x", Ignore, false);
+        consumer.Bind("y", Ignore, false);
+    }
+
+    EXPECT_THAT(order.Lines(),
+                testing::ElementsAre("exception callback", "channel 1", "channel 2", "log", "connection"));
 }
