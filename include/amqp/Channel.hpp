@@ -77,7 +77,7 @@ public:
     /// The channel's connection.
     [[nodiscard]] std::weak_ptr<Amqp::Connection> Connection();
 
-    /// The notifier given at construction; valid as long as the channel.
+    /// The notifier given at construction; valid as long as the channel. Empty when the channel was moved from.
     [[nodiscard]] const std::function<void(ErrorCode&&)>& ErrorNotifier() const;
 
     /// The channel's number; 0 when the broker refused to open it. A closed channel keeps its number.
@@ -205,11 +205,13 @@ private:
 
     AMQP_LOCAL void Token(unsigned short number);
     AMQP_LOCAL std::string GenerateTag();
+    /// For the connection to keep the notifier while it runs: the notifier may destroy its channel. Never null.
+    AMQP_LOCAL std::shared_ptr<const std::function<void(ErrorCode&&)>> HoldNotifier() const;
     AMQP_LOCAL std::shared_ptr<Amqp::Connection> Hold() const;
     AMQP_LOCAL Amqp::Connection& Require() const;
 
     std::shared_ptr<Amqp::Connection> connection;
-    std::function<void(ErrorCode&&)> errorNotifier;
+    std::shared_ptr<std::function<void(ErrorCode&&)>> errorNotifier; // null when the channel was moved from
     std::uint16_t token = 0;
     std::uint64_t tagCounter = 0;
     std::shared_ptr<void> alive; // made for a series, to see whether a notifier has destroyed this channel

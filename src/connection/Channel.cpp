@@ -10,14 +10,28 @@
 namespace Amqp
 {
 
+namespace
+{
+
+using Notifier = std::function<void(ErrorCode&&)>;
+
+// Of a channel that was moved from.
+const Notifier& NoNotifier()
+{
+    static const Notifier none;
+    return none;
+}
+
+} // namespace
+
 Channel::Channel(std::shared_ptr<Amqp::Connection> owner, std::function<void(ErrorCode&&)> notifier)
-    : connection(std::move(owner)), errorNotifier(std::move(notifier))
+    : connection(std::move(owner)), errorNotifier(std::make_shared<Notifier>(std::move(notifier)))
 {
     if (!connection)
     {
         throw std::runtime_error(ownTexts.channelOnNullConnection);
     }
-    if (!errorNotifier)
+    if (!*errorNotifier)
     {
         throw std::runtime_error(ownTexts.nullNotifier);
     }
@@ -27,7 +41,7 @@ Channel::Channel(std::shared_ptr<Amqp::Connection> owner, std::function<void(Err
 Channel::Channel(Channel&& other)
     // g++ wants the base to be named. NOLINTNEXTLINE(readability-redundant-member-init)
     : std::enable_shared_from_this<Channel>(), connection(std::move(other.connection)),
-      errorNotifier(std::exchange(other.errorNotifier, nullptr)), token(other.token), tagCounter(other.tagCounter)
+      errorNotifier(std::move(other.errorNotifier)), token(other.token), tagCounter(other.tagCounter)
 {
 }
 
@@ -46,7 +60,16 @@ std::weak_ptr<Amqp::Connection> Channel::Connection()
 
 const std::function<void(ErrorCode&&)>& Channel::ErrorNotifier() const
 {
-    return errorNotifier;
+    return errorNotifier ? *errorNotifier : NoNotifier();
+}
+
+std::shared_ptr<const std::function<void(ErrorCode&&)>> Channel::HoldNotifier() const
+{
+    if (errorNotifier)
+    {
+        return errorNotifier;
+    }
+    return {std::shared_ptr<void>(), &NoNotifier()}; // owns nothing
 }
 
 unsigned short Channel::Token() const

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <memory>
 #include <utility>
 
 namespace Amqp
@@ -15,17 +16,14 @@ namespace Amqp
 namespace
 {
 
-// The notifier may destroy its channel, and with it itself. A channel that is shared is kept until it has returned;
-// of any other one a copy of the notifier is called.
-void Notify(Channel& channel, ErrorCode error)
+using Notifier = std::function<void(ErrorCode&&)>;
+
+// Calls the notifier of `channel`. The notifier may destroy its channel, and with it itself: both are kept until it has
+// returned, the channel if it is shared.
+void Notify(const Channel& channel, const std::shared_ptr<const Notifier>& notifier, ErrorCode error)
 {
-    if (const auto kept = channel.weak_from_this().lock())
-    {
-        kept->ErrorNotifier()(std::move(error));
-        return;
-    }
-    const auto notifier = channel.ErrorNotifier();
-    notifier(std::move(error));
+    const auto kept = channel.weak_from_this().lock();
+    (*notifier)(std::move(error));
 }
 
 // As rabbitmq-c reports that a call failed before its reply came.
@@ -60,7 +58,7 @@ bool Connection::ConnectionImpl::CheckReply(Channel& channel, const amqp_rpc_rep
         amqp_channel_close_ok_t closeOk{};
         SendAtOnce(channel.Token(), AMQP_CHANNEL_CLOSE_OK_METHOD, &closeOk);
         channels.erase(channel.Token());
-        Notify(channel, std::move(error));
+        Notify(channel, channel.HoldNotifier(), std::move(error));
         return false;
     }
     case ErrorCode::ConnectionClosed:
@@ -90,7 +88,7 @@ bool Connection::ConnectionImpl::CheckStatus(int status, Channel* channel)
         throw FromStatus(status);
     }
     channels.erase(channel->Token());
-    Notify(*channel, FromStatus(status));
+    Notify(*channel, channel->HoldNotifier(), FromStatus(status));
     return false;
 }
 
@@ -152,7 +150,7 @@ void Connection::ConnectionImpl::RefuseClosed()
 void Connection::ConnectionImpl::HandleChannelClose(std::uint16_t number, Channel& channel)
 {
     MarkClosed(number, true);
-    Notify(channel, {ownTexts.brokerClosedChannel, ErrorCode::ChannelClosed, 0});
+    Notify(channel, channel.HoldNotifier(), {ownTexts.brokerClosedChannel, ErrorCode::ChannelClosed, 0});
     channels.erase(number);
 }
 

@@ -16,6 +16,35 @@ void RequestClose(Dialogue& peer)
     peer.Send(1, ChannelClose{.replyCode = 404, .replyText = "NOT_FOUND"});
 }
 
+// Keeps its count in itself: a copy of it would count for itself.
+struct CountingNotifier
+{
+    int count = 0;
+
+    void operator()(Amqp::ErrorCode&&) { ++count; }
+};
+
+int CountOf(const Amqp::Channel& channel)
+{
+    return channel.ErrorNotifier().target<CountingNotifier>()->count;
+}
+
+// Destroys its channel, which is not shared, and uses afterwards what it keeps in itself.
+struct DestroyingNotifier
+{
+    std::unique_ptr<Amqp::Channel>& channel;
+    std::string& seen;
+    std::string large = std::string(1000, 'n');
+    int count = 0;
+
+    void operator()(Amqp::ErrorCode&&)
+    {
+        channel.reset();
+        ++count;
+        seen = large + std::to_string(count);
+    }
+};
+
 } // namespace
 
 // What a notifier keeps in itself, it finds again: not a copy of it is called.
@@ -69,22 +98,77 @@ TEST(Notifier, MayDropItsSharedChannelInTheRunLoop)
     EXPECT_EQ(seen, std::string(1000, 'n'));
 }
 
-TEST(Notifier, MayDestroyAChannelThatIsNotShared)
+TEST(Notifier, OfAChannelThatIsNotSharedKeepsItsStateFromAPublishToACall)
 {
     ScriptedBroker broker(OnDroppedChannel(&Refuse));
+    Amqp::Channel channel(Connect(broker), CountingNotifier());
+
+    channel.Publish("", tooLong, "cannot be sent", 0, {});
+    EXPECT_EQ(CountOf(channel), 1);
+    channel.Publish("", tooLong, "cannot be sent", 0, {});
+    EXPECT_EQ(CountOf(channel), 2);
+    channel.DeclareQueue("q");
+    EXPECT_EQ(CountOf(channel), 3);
+}
+
+TEST(Notifier, OfAChannelThatIsNotSharedKeepsItsStateInTheRunLoop)
+{
+    ScriptedBroker broker(OnDroppedChannel(&RequestClose));
     const auto connection = Connect(broker);
+    const Amqp::Channel channel(connection, CountingNotifier());
+
+    EXPECT_EQ(connection->Run(), true);
+
+    EXPECT_EQ(CountOf(channel), 1);
+}
+
+TEST(Notifier, MayDestroyItsUnsharedChannelDuringACall)
+{
+    ScriptedBroker broker(OnDroppedChannel(&Refuse));
     std::unique_ptr<Amqp::Channel> channel;
     std::string seen;
-    channel = std::make_unique<Amqp::Channel>(connection,
-                                              [&, large = std::string(1000, 'n')](Amqp::ErrorCode&& error)
-                                              {
-                                                  channel.reset();
-                                                  seen = large + error.message;
-                                              });
+    channel = std::make_unique<Amqp::Channel>(Connect(broker), DestroyingNotifier{channel, seen});
 
     channel->DeclareQueue("q");
 
-    EXPECT_EQ(seen, std::string(1000, 'n') + "NOT_FOUND");
+    EXPECT_EQ(seen, std::string(1000, 'n') + "1");
+}
+
+TEST(Notifier, MayDestroyItsUnsharedChannelDuringAPublish)
+{
+    ScriptedBroker broker(OnDroppedChannel([](Dialogue&) {}));
+    std::unique_ptr<Amqp::Channel> channel;
+    std::string seen;
+    channel = std::make_unique<Amqp::Channel>(Connect(broker), DestroyingNotifier{channel, seen});
+
+    channel->Publish("", tooLong, "cannot be sent", 0, Unexpected());
+
+    EXPECT_EQ(seen, std::string(1000, 'n') + "1");
+}
+
+TEST(Notifier, MayDestroyItsUnsharedChannelDuringASeries)
+{
+    ScriptedBroker broker(OnDroppedChannel([](Dialogue&) {}));
+    std::unique_ptr<Amqp::Channel> channel;
+    std::string seen;
+    channel = std::make_unique<Amqp::Channel>(Connect(broker), DestroyingNotifier{channel, seen});
+
+    channel->Publish("", tooLong, "cannot be sent", 2, {});
+
+    EXPECT_EQ(seen, std::string(1000, 'n') + "1");
+}
+
+TEST(Notifier, MayDestroyItsUnsharedChannelInTheRunLoop)
+{
+    ScriptedBroker broker(OnChannel(&RequestClose));
+    const auto connection = Connect(broker);
+    std::unique_ptr<Amqp::Channel> channel;
+    std::string seen;
+    channel = std::make_unique<Amqp::Channel>(connection, DestroyingNotifier{channel, seen});
+
+    EXPECT_EQ(connection->Run(), true);
+
+    EXPECT_EQ(seen, std::string(1000, 'n') + "1");
 }
 
 TEST(Notifier, MayDropTheLastChannelAndWithItTheConnection)

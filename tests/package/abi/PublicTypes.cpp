@@ -30,7 +30,7 @@ void HasThreeMembers(const AckStatus& status)
 
 static_assert(sizeof(Array) == 24);
 static_assert(sizeof(Batch) == 24);
-static_assert(sizeof(Channel) == 104);
+static_assert(sizeof(Channel) == 88);
 static_assert(sizeof(Connection) == 16);
 static_assert(sizeof(Consumer) == 176);
 static_assert(sizeof(Envelope) == 416);
