@@ -112,7 +112,7 @@ TEST(Consumer, ListensAndStopsWithoutALog)
     EXPECT_NO_THROW(consumer.MainBindingDone());
 }
 
-TEST(Consumer, StopsAStepThatWaitsWhenItsWaitIsOver)
+TEST(Consumer, StopsAStepThatWaits)
 {
     Event waiting;
     ScriptedBroker broker(WithBindings(
