@@ -14,7 +14,7 @@ if(BUILD_SHARED_LIBS)
     set(AMQP_PC_REQUIRES "")
 else()
     set(AMQP_IS_STATIC ON)
-    set(AMQP_PC_REQUIRES "\nRequires.private: librabbitmq libcrypto fmt")
+    set(AMQP_PC_REQUIRES "\nRequires.private: librabbitmq libssl libcrypto fmt")
 endif()
 
 configure_package_config_file(cmake/AmqpConfig.cmake.in AmqpConfig.cmake

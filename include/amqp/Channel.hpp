@@ -25,25 +25,26 @@ namespace Amqp
 
 /// An open channel.
 ///
-/// Meant to be held by std::shared_ptr, made with std::make_shared. Texts are passed on without copying; they need
+/// Meant to be held by std::shared_ptr, made with std::make_shared. Strings are passed on without copying; they need
 /// not be zero-terminated, and AMQP limits each to 255 bytes.
 ///
-/// Errors that belong to the channel go to its error notifier, and the operation returns normally; other channels go
-/// on. Pass OnErrorThrow as the notifier to have them thrown. Afterwards the channel is one of two things:
-/// - Closed, when the broker closed it, which is how it refuses an operation: whatever would send something on it
-///   throws ErrorCode ("Channel is closed", `ChannelClosed`, 504), and nothing is sent.
-/// - Dropped, when a message could not be published: the connection tells it nothing more, neither errors nor returned
-///   messages, and its destructor does not close it. Make another one.
+/// Errors that belong to the channel are reported to its error notifier, and the operation returns normally; other
+/// channels go on. Pass OnErrorThrow as the notifier to have them thrown. Afterwards the channel is one of two things:
+/// - Closed, when the broker closed it, which is how the broker refuses an operation: whatever would send something on
+///   the channel throws ErrorCode ("Channel is closed", `ChannelClosed`, 504), and nothing is sent.
+/// - Dropped, when a message could not be published, when Connection::Run threw an error of this channel, or when an
+///   error dropped all channels: Connection::Run no longer reports errors or returned messages to it, and its
+///   destructor does not close it. Deliveries go on. Its calls and publishes still go out and report their errors. Make
+///   another channel.
 ///
-/// Errors that belong to the connection (the broker closed it, the socket failed, rabbitmq-c failed in a call that
-/// awaits a reply) are thrown as ErrorCode, but for those that a publish runs into: these go to the notifier. The
-/// connection and all its channels are dead then: nothing is told to the other channels, and every later use fails in
-/// the same way. A text of more than 255 bytes in a call is thrown likewise (`Library`, 1), but with nothing sent, and
-/// costs nothing.
+/// Errors that belong to the connection (the broker closed it, or the socket failed) are thrown as ErrorCode, except
+/// by Publish, which reports them to the notifier. The connection has then failed: all its channels are dropped,
+/// nothing is reported to the other channels, and every later use fails. A string of more than 255 bytes in a call is
+/// also thrown (`Library`, 1) and also drops all channels, but nothing is sent and the connection stays usable.
 ///
-/// Calls that await the broker's reply (all but Publish) block until it comes. A `channel.close` that arrived
-/// while another channel awaited its reply is seen by the next Connection::Run and not before: let the loop run
-/// before using a channel that may have been closed, or the call waits for a reply that never comes.
+/// Calls that await the broker's reply (all except Publish) block until the reply arrives. Whatever else arrives
+/// meanwhile is kept in memory for the next Connection::Run. If the broker closed this channel meanwhile, the next use
+/// of the channel reports that to its notifier ("Broker requested channel close"), and then throws as above.
 class AMQP_EXPORT Channel : public std::enable_shared_from_this<Channel>
 {
 public:
@@ -57,8 +58,8 @@ public:
     /// @throws std::runtime_error  "Unable to create a channel on a null connection", "Error handler must NOT be null".
     /// @throws ErrorCode           the connection failed.
     ///
-    /// Calls amqp_channel_open (`channel.open`). A broker that refuses with `channel.close` reaches the notifier
-    /// during construction; the channel then has the number 0 and is closed.
+    /// Sends `channel.open`. If the broker refuses with `channel.close`, the error is reported to the notifier during
+    /// construction; the channel then has the number 0 and is closed.
     Channel(std::shared_ptr<Amqp::Connection> connection, std::function<void(ErrorCode&&)> errorNotifier);
 
     /// Takes over connection, notifier and number; `other` is left with no connection, and its operations throw
@@ -67,8 +68,9 @@ public:
     /// and do not move them.
     Channel(Channel&& other);
 
-    /// Closes the channel (amqp_channel_close, `channel.close` with reply code 200) unless it is closed or dropped
-    /// already, or the connection is dead. Throws nothing: whatever goes wrong, the channel is gone.
+    /// Closes the channel (`channel.close` with reply code 200) and awaits the reply, unless the channel is closed or
+    /// dropped already, or the connection has failed. Throws nothing. If the broker closes the connection instead of
+    /// replying, the next step or call finds that out.
     virtual ~Channel();
 
     Channel& operator=(const Channel&) = delete;
@@ -86,18 +88,18 @@ public:
     /// An error notifier that throws the error.
     [[noreturn]] static void OnErrorThrow(ErrorCode&& error);
 
-    /// Checks that an exchange exists: a passive `exchange.declare` (amqp_exchange_declare). Reply code 404 when not.
+    /// Checks that an exchange exists: a passive `exchange.declare`. Reply code 404 when not.
     void DeclareExchange(std::string_view name);
 
-    /// Declares an exchange (`exchange.declare`, amqp_exchange_declare), without arguments.
+    /// Declares an exchange (`exchange.declare`), without arguments.
     ///
     /// Declaring one that exists with the same attributes changes nothing; other attributes are refused with 406.
     ///
     /// @throws std::runtime_error  "Invalid exchange type"; nothing is sent and the channel stays usable.
     void DeclareExchange(std::string_view name, ExchangeType type, bool durable, bool internal, bool autoDelete);
 
-    /// Declares a queue that the broker names (`queue.declare`, amqp_queue_declare), and gives that name; empty when
-    /// the broker refused.
+    /// Declares a queue that the broker names (`queue.declare`). Returns the name, or an empty string if the broker
+    /// refused.
     std::string DeclareQueue(bool durable, bool exclusive, bool autoDelete);
 
     /// Does not compile. A queue with a name takes four arguments: in `DeclareQueue("orders", true, false)` the name
@@ -105,38 +107,37 @@ public:
     template <typename Name, std::enable_if_t<std::is_convertible_v<const Name&, std::string_view>, int> = 0>
     std::string DeclareQueue(const Name& name, bool exclusive, bool autoDelete) = delete;
 
-    /// Checks that a queue exists: a passive `queue.declare` (amqp_queue_declare). Reply code 404 when not.
+    /// Checks that a queue exists: a passive `queue.declare`. Reply code 404 when not.
     void DeclareQueue(std::string_view name);
 
-    /// Declares a queue (`queue.declare`, amqp_queue_declare), without arguments. Other attributes than those of a
-    /// queue that exists are refused with 406, another connection's exclusive queue with 405.
+    /// Declares a queue (`queue.declare`), without arguments. Other attributes than those of a queue that exists are
+    /// refused with 406, another connection's exclusive queue with 405.
     void DeclareQueue(std::string_view name, bool durable, bool exclusive, bool autoDelete);
 
-    /// Binds one exchange to another (`exchange.bind`, amqp_exchange_bind).
+    /// Binds one exchange to another (`exchange.bind`).
     void BindExchange(std::string_view destination, std::string_view source, std::string_view routingKey);
 
-    /// Removes such a binding (`exchange.unbind`, amqp_exchange_unbind).
+    /// Removes such a binding (`exchange.unbind`).
     void UnbindExchange(std::string_view destination, std::string_view source, std::string_view routingKey);
 
-    /// Binds a queue to an exchange (`queue.bind`, amqp_queue_bind).
+    /// Binds a queue to an exchange (`queue.bind`).
     void BindQueue(std::string_view queue, std::string_view exchange, std::string_view routingKey);
 
-    /// Removes such a binding (`queue.unbind`, amqp_queue_unbind).
+    /// Removes such a binding (`queue.unbind`).
     void UnbindQueue(std::string_view queue, std::string_view exchange, std::string_view routingKey);
 
-    /// Deletes an exchange (`exchange.delete`, amqp_exchange_delete). With `ifUnused` one that has bindings is
-    /// refused with 406.
+    /// Deletes an exchange (`exchange.delete`). With `ifUnused` one that has bindings is refused with 406.
     void DestroyExchange(std::string_view name, bool ifUnused);
 
-    /// Deletes a queue and its messages (`queue.delete`, amqp_queue_delete). With `ifEmpty` one that holds messages,
-    /// with `ifUnused` one that has consumers is refused with 406.
+    /// Deletes a queue and its messages (`queue.delete`). With `ifEmpty` one that holds messages, with `ifUnused` one
+    /// that has consumers is refused with 406.
     void DestroyQueue(std::string_view name, bool ifEmpty, bool ifUnused);
 
-    /// Removes the messages of a queue that await delivery (`queue.purge`, amqp_queue_purge).
+    /// Removes the messages of a queue that await delivery (`queue.purge`).
     void PurgeQueue(std::string_view name);
 
-    /// Publishes one message (`basic.publish`), octet by octet as amqp_basic_publish does, which is called over TLS,
-    /// and sometimes with heartbeats or large headers. The library copies no body of more than 1 KiB; rabbitmq-c does.
+    /// Publishes one message (`basic.publish`). Over TCP the library copies no body of more than 1 KiB; over TLS it
+    /// copies each body once, for OpenSSL.
     ///
     /// @param exchange   "" is the default exchange, which routes to the queue named by the routing key.
     /// @param routingKey what the exchange routes by.
@@ -150,14 +151,15 @@ public:
     ///                   one that holds the connection or a channel by std::shared_ptr keeps both for ever. Let it
     ///                   hold a std::weak_ptr or a reference.
     ///
-    /// A message that cannot be sent - a text property or a header's key of more than 255 bytes, headers that do not
-    /// fit a frame, a socket that failed, a broker silent for two heartbeat intervals - goes to the error notifier
-    /// (`Library`, `Tcp` or `Ssl`, and the code is rabbitmq-c's status without its sign), and the channel is dropped;
-    /// of a series the parts that follow are still tried. The broker's own refusals (404 for an unknown exchange)
-    /// arrive later, in the run loop.
+    /// If a message cannot be sent, the error is reported to the notifier (`Library`, `Tcp` or `Ssl`, and the code is
+    /// rabbitmq-c's status without its sign), and the channel is dropped. The causes: a string property or a header's
+    /// key of more than 255 bytes, headers that do not fit a frame, a socket that failed, a broker silent for two
+    /// heartbeat intervals. The remaining parts of a series are still attempted. The broker's own refusals (404 for an
+    /// unknown exchange) arrive later: Connection::Run reports them, or the next call.
     ///
-    /// Returns when the message is in the socket's buffer. A broker that takes no more (RabbitMQ when it is short of
-    /// memory) holds it up; with heartbeats only as long as the broker gives signs of life, without them for ever.
+    /// Returns when the message is in the socket's buffer. If the broker takes no more (RabbitMQ when it is short of
+    /// memory), Publish waits: with heartbeats as long as the broker gives signs of life, without them for ever. What
+    /// arrives meanwhile is kept in memory for the next Connection::Run.
     void Publish(std::string_view exchange, std::string_view routingKey, const Envelope& envelope, std::size_t partSize,
                  PublishCallback callback);
 
@@ -173,7 +175,7 @@ public:
     void Publish(std::string_view exchange, std::string_view routingKey, std::ifstream& stream, std::size_t partSize,
                  PublishCallback callback);
 
-    /// Starts a consumer (`basic.consume`, amqp_basic_consume) and gives its tag, the handle for Unsubscribe.
+    /// Starts a consumer (`basic.consume`) and returns its tag, the handle for Unsubscribe.
     ///
     /// The tag is made of the channel's number and a counter, such as "3/17". It is returned even when the broker
     /// refused; then nothing is subscribed.
@@ -194,9 +196,10 @@ public:
     void SubscribeRpc(std::string_view consumerTag, std::string_view queue, DeliveryHandler handler,
                       AcknowledgeMode mode, bool noLocal, bool exclusive);
 
-    /// Forgets the handler and cancels the consumer (`basic.cancel`, amqp_basic_cancel). To be called on the channel
-    /// that subscribed: on another one the broker keeps the consumer. An unknown tag is no error.
-    /// Deliveries that are on their way are dropped, unacknowledged. On a closed channel nothing is sent.
+    /// Releases the handler, and then cancels the consumer (`basic.cancel`). A handler that is running is released when
+    /// it has returned. To be called on the channel that subscribed: on another channel, the library removes the
+    /// handler but the broker keeps the consumer. An unknown tag is no error. Deliveries that are on their way are
+    /// dropped, unacknowledged. On a closed channel nothing is sent, and nothing is thrown.
     void Unsubscribe(std::string_view consumerTag);
 
 private:
@@ -205,6 +208,7 @@ private:
 
     AMQP_LOCAL void Token(unsigned short number);
     AMQP_LOCAL std::string GenerateTag();
+    AMQP_LOCAL std::weak_ptr<void> Watch();
     /// For the connection to keep the notifier while it runs: the notifier may destroy its channel. Never null.
     AMQP_LOCAL std::shared_ptr<const std::function<void(ErrorCode&&)>> HoldNotifier() const;
     AMQP_LOCAL std::shared_ptr<Amqp::Connection> Hold() const;
@@ -214,7 +218,7 @@ private:
     std::shared_ptr<std::function<void(ErrorCode&&)>> errorNotifier; // null when the channel was moved from
     std::uint16_t token = 0;
     std::uint64_t tagCounter = 0;
-    std::shared_ptr<void> alive; // made for a series, to see whether a notifier has destroyed this channel
+    std::shared_ptr<void> alive; // made when it has to be seen whether something called has destroyed this channel
 };
 
 } // namespace Amqp

@@ -24,18 +24,23 @@ class Channel;
 ///
 /// It is logged in as soon as it is constructed, and everything is done with it through Channel objects, each of
 /// which holds it by std::shared_ptr. There is no reconnect: once the broker has closed it, or the socket has
-/// failed, it is dead and can only be destroyed, together with its channels. Until then every use repeats the error:
-/// Run and calls throw it (`Library`, with rabbitmq-c's text, "connection closed unexpectedly" after a close by the
-/// broker), a publish tells it to the channel's notifier.
+/// failed, the connection has failed and can only be destroyed, together with its channels. Until then every use fails:
+/// Run and calls throw ErrorCode (`Library`; Run also `Ssl`, over TLS), and a publish reports it to the channel's
+/// notifier. The text is rabbitmq-c's for the failure. After a close by the broker later uses do not repeat the
+/// broker's text: they say "connection closed unexpectedly". Run still handles first what had arrived before the
+/// failure.
 ///
 /// The connection starts no thread. What the broker sends is handled when Run is called, on the caller's thread.
-/// Heartbeats too are sent only while the library waits; what is published counts for the broker as well. An
-/// application that does neither for two heartbeat intervals is disconnected by the broker.
+/// Heartbeats are sent only from inside Run and calls, when nothing was sent for half an interval; what is published
+/// counts as well. An application that does none of these for two intervals is disconnected by the broker.
 ///
-/// With heartbeats a broker that has sent nothing for two intervals counts as gone. Run gives nothing then, and throws
-/// the next time; a call throws ErrorCode (`Library`, 1), and a publish goes to the channel's notifier (`Library`, 15),
-/// both with rabbitmq-c's text for AMQP_STATUS_HEARTBEAT_TIMEOUT. Without heartbeats a call, and a publish that finds
-/// the socket full, waits until the system finds the connection broken.
+/// With heartbeats a broker that has sent nothing for two intervals counts as gone. Run then returns `std::nullopt`
+/// once; the next Run throws. A call throws ErrorCode (`Library`, 1), and a publish reports to the channel's notifier
+/// (`Library`, 15), both with rabbitmq-c's text for AMQP_STATUS_HEARTBEAT_TIMEOUT. Without heartbeats a call, and a
+/// publish that finds the socket full, waits until the system finds the connection broken.
+///
+/// While a call awaits its reply, or a publish waits for room in the socket, whatever arrives is kept in memory for the
+/// next Run. That is at most what the broker sends meanwhile, which no prefetch limit bounds.
 class AMQP_EXPORT Connection
 {
 public:
@@ -45,9 +50,9 @@ public:
     /// @param user, password   the credentials. They appear in no text of an error.
     /// @param virtualHost  the part of the broker to work in; RabbitMQ's first one is "/".
     /// @param properties   client properties for the broker to show, copied; none are sent when empty.
-    /// @param timeout      how long one Run waits for something to happen, up to 24 days; 0 is without limit. It does
-    ///                     not bound connecting and logging in: those take as long as the system and rabbitmq-c let
-    ///                     them.
+    /// @param timeout      how long one Run waits for something to happen, less than 2^31 s; 0 is without limit. It
+    ///                     does not bound connecting and logging in: those take as long as the system and rabbitmq-c
+    ///                     let them.
     /// @param heartbeat    interval in seconds, 0 to 65535; 0 is none.
     /// @param frameMax     the largest frame to offer, in bytes; the broker may lower it. rabbitmq-c raises anything
     ///                     below 4096, 0 included, to 4096. 131072 is what RabbitMQ offers.
@@ -76,9 +81,10 @@ public:
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
-    /// Closes the connection politely (`connection.close`, reply code 200) and drops subscriptions and callbacks; on a
-    /// dead connection as far as that is possible without waiting. With a broker that no longer answers this waits two
-    /// heartbeat intervals, and without heartbeats for the socket to fail.
+    /// Closes the connection (`connection.close`, reply code 200), awaits the reply, and releases handlers and
+    /// callbacks. If the connection has failed, sends `connection.close` only if that cannot block, and awaits no
+    /// reply. If the broker no longer replies, waits two heartbeat intervals, and without heartbeats for the socket to
+    /// fail.
     virtual ~Connection();
 
     /// The client properties given at construction; valid as long as the connection.
@@ -86,22 +92,22 @@ public:
 
     /// Waits for one event, as long as the constructor's `timeout`, and handles it on this thread.
     ///
-    /// Gives `true` when an event was handled, `false` when the loop should end (Stop was called, or the broker
-    /// closed the connection), and nothing when the wait ended without an event. An application loops while the
+    /// Returns `true` when an event was handled, `false` when the loop should end (Stop was called, or the broker
+    /// closed the connection), and `std::nullopt` when the wait ended without an event. An application loops while the
     /// result is empty or `true`: `while (connection.Run().value_or(true))`.
     ///
-    /// The wait is for an event to begin: the rest of a message that has begun to arrive is waited for as long as the
-    /// broker is there. A signal does not shorten it.
+    /// A message is an event when the last of it has arrived. A wait that is over in the middle of a message ends; a
+    /// later Run takes the rest. Stop ends the wait, a signal does not.
     ///
     /// Handlers, publish callbacks and error notifiers are called from here and may use the connection's
     /// channels, but must neither call Run nor drop the last reference to the connection. What they throw comes out of
     /// here: of a handler as it is; of a callback or a notifier as a plain ErrorCode or std::runtime_error with its
     /// text when it is derived from one of them, and the channel is dropped, else as it is.
     ///
-    /// A broker that closes a channel in the middle of a delivery makes it give `false`; the channel is closed then,
-    /// its notifier is not told, and the loop may be run on.
+    /// If the broker closes a channel in the middle of a delivery, returns `false`: the channel is then closed, nothing
+    /// is reported to its notifier, and the loop may be run on.
     ///
-    /// @throws ErrorCode              the socket failed, or the broker broke the protocol: the connection is dead.
+    /// @throws ErrorCode              the socket failed, or the broker broke the protocol: the connection has failed.
     ///                                Code: rabbitmq-c's status without its sign. With `Server`, 2, the broker sent a
     ///                                method that has no place here (such as `basic.cancel` to a client that announced
     ///                                to understand it): only the channel it names is dropped.
@@ -111,21 +117,24 @@ public:
     ///                                unacknowledged.
     /// @throws std::invalid_argument  a returned message carries no message id, or one that is no number; that return
     ///                                is lost, the connection is usable.
-    /// @throws std::out_of_range      likewise, of a number that is too large.
+    /// @throws std::out_of_range      a returned message's id exceeds 64 bits; that return is lost, the connection is
+    ///                                usable.
     /// @throws std::bad_variant_access   a part of a large body has a hash of a wrong type; the delivery stays
     ///                                unacknowledged, the connection is usable.
     ///
-    /// Calls amqp_consume_message.
+    /// Takes frames with amqp_simple_wait_frame_noblock.
     std::optional<bool> Run() const;
 
-    /// Waits at most `timeout` instead; 0 is without limit, and 1 microsecond only looks. See Run(). A negative wait is
-    /// refused with ErrorCode (`Library`, rabbitmq-c's AMQP_STATUS_INVALID_PARAMETER), and costs nothing.
+    /// Waits at most `timeout` instead; 0 is without limit, and 1 microsecond only looks. See Run(). A negative wait
+    /// throws ErrorCode (`Library`, rabbitmq-c's AMQP_STATUS_INVALID_PARAMETER) and drops all channels (see Channel);
+    /// nothing is sent, and the connection stays usable.
     std::optional<bool> Run(std::chrono::microseconds timeout) const;
 
     /// Makes the next Run return `false` at once, one time. May be called from any thread and from delivery
     /// handlers.
     ///
-    /// It does not interrupt a Run that is waiting: that one returns when its wait is over or something arrives.
+    /// Ends the wait of a Run that is going on: that Run returns `std::nullopt` at once, and the next one `false`. It
+    /// ends neither a handler nor a call or a publish that waits.
     void Stop() const;
 
 private:

@@ -22,8 +22,7 @@ namespace Amqp
 /// Listens to routing keys of a topic exchange on a thread of its own.
 ///
 /// Construct it, call Bind for each routing key, then MainBindingDone; from there on the connection belongs to the
-/// listening thread until the consumer is destroyed. Give it a connection of its own, with a wait (its `timeout`)
-/// that says how soon it stops.
+/// listening thread until the consumer is destroyed. Give it a connection of its own.
 ///
 /// A consumer stays where it is made: its thread and its channels hold its address.
 class AMQP_EXPORT Consumer
@@ -46,9 +45,9 @@ public:
     Consumer(const Consumer&) = delete;
     Consumer& operator=(const Consumer&) = delete;
 
-    /// Stops listening: the thread is joined once its wait is over, so with a wait without limit this blocks until
-    /// something arrives. Must not run on the listening thread; a handler that destroys its consumer ends the
-    /// process.
+    /// Stops listening and joins the thread. A wait ends at once, however long its limit; a handler that is running is
+    /// waited for. Then closes the channels, each of which awaits the broker's reply. Must not run on the listening
+    /// thread: a handler that destroys its consumer ends the process.
     ~Consumer();
 
     /// Binds a routing key to a queue and the queue's deliveries to a handler.

@@ -14,7 +14,7 @@ namespace Amqp
 /// A failure of the broker or of the connection, thrown or handed to a channel's error notifier; or no failure.
 ///
 /// An error that belongs to one channel goes to that channel's notifier, and that channel is closed or dropped (see
-/// Channel). An error that belongs to the connection is thrown, unless a publish runs into it, which tells its channel:
+/// Channel). An error that belongs to the connection is thrown, except by a publish, which reports it to its channel:
 /// ConnectionClosed and every failure of the socket leave a connection that can only be destroyed, with its channels.
 ///
 /// What rabbitmq-c finds wrong with an argument, such as a text of more than 255 bytes, is Library; what this library

@@ -40,8 +40,9 @@ public:
     ///
     /// A refusal by the broker goes to the log.
     ///
-    /// There is one channel for everything. After an error of it Publish and Reply throw (the channel is closed) or go
-    /// on without anybody being told of later errors (it is dropped; see Channel): make another producer.
+    /// There is one channel for everything. After an error that closes it Publish and Reply throw. After one that drops
+    /// it they go on and log their own errors, but Connection::Run no longer reports errors to this channel (see
+    /// Channel). Make another producer in both cases.
     ///
     /// @throws ErrorCode           as Channel does.
     /// @throws std::runtime_error  as Channel does.

@@ -92,6 +92,15 @@ std::string Channel::GenerateTag()
     return std::to_string(token) + '/' + std::to_string(++tagCounter);
 }
 
+std::weak_ptr<void> Channel::Watch()
+{
+    if (!alive)
+    {
+        alive = std::make_shared<char>();
+    }
+    return alive;
+}
+
 std::shared_ptr<Amqp::Connection> Channel::Hold() const
 {
     Require();

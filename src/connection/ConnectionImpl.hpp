@@ -1,17 +1,17 @@
-// What a connection is made of: rabbitmq-c's state, which it owns, and everything known about it. Used by one
-// thread at a time; only the stop flag may be set from another.
+// One connection: the engine that moves its octets, and who hears of what they say. Everything is composed by value,
+// and nothing here knows a socket. Used by one thread at a time; only Stop may be called from another.
 //
-// One subject a file: Setup.cpp, ErrorPolicy.cpp, ChannelRegistry.cpp, Topology.cpp, Subscriptions.cpp,
-// Publishing.cpp, Writing.cpp, Batch.cpp, Returns.cpp, RunLoop.cpp, Dispatch.cpp, Multipart.cpp.
+// One subject a file: Setup.cpp, ErrorPolicy.cpp, Calls.cpp, Topology.cpp, Subscribing.cpp, Publishing.cpp, Batch.cpp,
+// Returning.cpp, RunLoop.cpp, Dispatch.cpp, Multipart.cpp.
 #pragma once
 
-#include "connection/Gathering.hpp"
-#include "connection/MessageFrames.hpp"
-#include "connection/OutgoingMessage.hpp"
-#include "connection/PeerWatch.hpp"
-#include "connection/ReceivedEnvelope.hpp"
-#include "connection/Subscription.hpp"
-#include "values/RabbitMq.hpp"
+#include "connection/Channels.hpp"
+#include "connection/Consumers.hpp"
+#include "connection/Returns.hpp"
+#include "engine/Inbound.hpp"
+#include "engine/Receiver.hpp"
+#include "engine/Session.hpp"
+#include "engine/Writer.hpp"
 
 #include <amqp/Channel.hpp>
 #include <amqp/Connection.hpp>
@@ -21,18 +21,12 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
-#include <map>
 #include <memory>
 #include <optional>
-#include <span>
-#include <string>
 #include <string_view>
 #include <sys/time.h>
-#include <unordered_map>
-#include <vector>
 
 namespace Amqp
 {
@@ -45,57 +39,23 @@ public:
     ConnectionImpl(const ConnectionImpl&) = delete;
     ConnectionImpl& operator=(const ConnectionImpl&) = delete;
 
-    using envelope_deleter_t = EnvelopeDeleter;
-
-    struct Login
-    {
-        const char* virtualHost;
-        std::chrono::seconds heartbeat;
-        int frameMax;
-        amqp_sasl_method_enum method;
-        const char* user; // the identity, with SASL EXTERNAL
-        const char* password;
-    };
     void OpenTcp(const char* host, unsigned short port);
     void OpenTls(const char* host, unsigned short port);
     void LogIn(const Login& login);
     const Table& Tags() const { return clientProperties; }
 
-    // The error policy. What belongs to a channel goes to its notifier and gives false; what belongs to the
-    // connection is thrown. Either way the registry has forgotten who is affected. The notifier may destroy its
-    // channel: do not touch the channel after false.
-    bool CheckReply(Channel& channel, const amqp_rpc_reply_t& reply);
-    bool CheckStatus(int status, Channel* channel);
-    /// Throws when the connection has failed for good.
-    void RequireUsable();
-    /// Throws when the channel's number is closed, which its notifier has been told already. A broker answers whatever
-    /// is sent on such a number by closing the whole connection, or not at all.
-    void RequireNotClosed(const Channel& channel) const
+    /// A call that awaits the broker's reply. Gives the reply, or nothing when the channel was told of an error.
+    /// Throws, with nothing sent, when one of the texts is longer than AMQP can express.
+    struct Request
     {
-        if (IsClosed(channel.Token()))
-        {
-            RefuseClosed();
-        }
-    }
-
-    /// Makes one call that awaits the broker's reply, and checks the reply. Gives what the call gave, valid until the
-    /// next call or Run; null when the channel was told of an error. Throws, with nothing sent and the channels as
-    /// they were, when one of the texts is longer than AMQP can express.
-    template <typename Request>
-    auto Call(Channel& channel, std::initializer_list<std::string_view> texts, Request request)
-    {
-        RequireUsable();
-        RequireNotClosed(channel);
-        RequireSendable(texts);
-        // What earlier calls brought would pile up in an application that makes many and never runs the loop.
-        amqp_maybe_release_buffers(State());
-        const Gathering::Pause pause(gathering);
-        const auto answer = request(State(), channel.Token());
-        return CheckReply(channel, amqp_get_rpc_reply(State())) ? answer : nullptr;
-    }
+        amqp_method_number_t method;
+        void* fields;
+        amqp_method_number_t reply;
+    };
+    std::optional<Event> Call(Channel& channel, std::initializer_list<std::string_view> texts, const Request& request);
 
     void RegisterChannel(Channel& channel);
-    void UnregisterChannel(const Channel& channel);
+    void UnregisterChannel(const Channel& channel) noexcept;
 
     void Publish(Channel& channel, std::string_view exchange, std::string_view routingKey, const Envelope& envelope,
                  PublishCallback&& callback);
@@ -107,78 +67,58 @@ public:
     std::optional<bool> Run(timeval wait);
     void Stop();
 
-    amqp_connection_state_t State() const { return state.get(); }
     /// Gives whether anything is gathered: a socket may outlive the connection that failed on it.
-    bool BeginBatch() { return gathering.Begin(fatalStatus == AMQP_STATUS_OK); }
-    void EndBatch() { gathering.End(); }
+    bool BeginBatch() { return writer.Gathered().Begin(session.Failure() == AMQP_STATUS_OK); }
+    void EndBatch() { writer.Gathered().End(); }
 
 private:
-    struct StateDeleter
+    // The error policy. Every failure is judged by Judge; the checks only say what it reaches.
+    enum class Reach
     {
-        void operator()(amqp_connection_state_t owned) const { amqp_destroy_connection(owned); }
+        Caller,    // thrown, and nothing has changed
+        Channel,   // told to it: the operation goes on quietly
+        Method,    // that has arrived: thrown, and its channel is dropped
+        Connection // thrown, and all channels are dropped
     };
+    bool Judge(Reach reach, ErrorCode&& error, Channel* channel);
+    bool CheckReply(Channel& channel, const amqp_rpc_reply_t& reply);
+    bool CheckStatus(int status, Channel* channel);
+    void RequireUsable();
+    /// Throws when the channel's number is closed, of which its notifier is told if it does not know yet. A broker
+    /// answers whatever is sent on such a number by closing the whole connection, or not at all.
+    void RequireNotClosed(Channel& channel);
+    void FindParkedClose(std::uint16_t number);
 
-    int Write(std::uint16_t channel, const OutgoingMessage& message);
-    int WriteMessage(std::uint16_t channel, const OutgoingMessage& message);
-    int WriteDirectly(MessageFrames& frames);
-    int HandOver(std::span<std::string_view> pieces, bool more);
-    int WriteThroughRabbitMqC(std::uint16_t channel, const OutgoingMessage& message);
-    int WriteAtOnce(std::uint16_t channel, const OutgoingMessage& message);
-    int WriteFrameByFrame(std::uint16_t channel, const OutgoingMessage& message);
-    int WriteFrame(const amqp_frame_t& frame, std::size_t octets);
-    /// An answer that the broker waits for, and after which nothing may follow: not held back by a batch.
-    void SendAtOnce(std::uint16_t channel, amqp_method_number_t method, void* fields);
-    int GiveUpPeer();
-    /// Whether something small can be written without waiting for a peer that is gone.
-    bool PeerListens();
-
-    [[noreturn]] static void RefuseClosed();
-    static void RequireSendable(std::initializer_list<std::string_view> texts);
-    /// After a failure: whether something that came before it waits to be handled.
-    bool HasReadable() const;
-    void NoteFailure(int status);
-    void NoteFailure(std::uint16_t number, const amqp_rpc_reply_t& reply);
+    amqp_rpc_reply_t Ask(std::uint16_t number, const Request& request, Event& reply);
     void SayGoodbye();
 
-    Channel* FindChannel(std::uint16_t number) const;
-    void MarkClosed(std::uint16_t number, bool closed);
-    bool IsClosed(std::uint16_t number) const { return number < closedChannels.size() && closedChannels[number]; }
+    int Next(Event& event, Receiver::Wait& wait);
+    static bool IsIncompleteDelivery(const Event& event);
+    bool Handle(Event& event);
+    bool HandleOn(Channel& channel, Event& event);
+    bool HandleUnregistered(const Event& event);
+    bool HandleConnectionClose();
+    bool FindClose(std::uint16_t number);
+    void HandleReturn(const Event& event, Channel& channel);
 
-    void ReleaseBuffers();
-    amqp_rpc_reply_t Consume(amqp_envelope_t& delivery, const timeval* wait);
-    bool HandleFrame(const timeval* wait);
-    bool HandleMethod(const amqp_frame_t& frame, Channel& channel);
-    void HandleChannelClose(std::uint16_t number, Channel& channel);
-    void HandleReturn(const amqp_basic_return_t& method, Channel& channel);
-    void SkipContent(std::uint16_t number);
-    void AnswerConnectionClose();
+    void Dispatch(Event& delivery);
+    void Deliver(Subscription& subscription, Event& delivery);
+    void Answer(const Event& delivery, Acknowledge verdict);
 
-    void Dispatch(const ReceivedEnvelope& received);
-    void Deliver(Subscription& subscription, const ReceivedEnvelope& received);
-    void Answer(const amqp_envelope_t& delivery, Acknowledge verdict);
-
-    std::unique_ptr<amqp_connection_state_t_, StateDeleter> state;
-    Subscriptions subscriptions;
-    const Subscriptions::value_type* latestConsumer = nullptr; // to which something was delivered
-    std::map<std::uint64_t, PublishCallback> pendingReturns;
-    std::unordered_map<std::uint16_t, Channel*> channels;
+    Session session;
+    Inbound inbound{session};
+    Writer writer{session, inbound};
+    Receiver receiver{session, inbound, writer};
+    Channels channels;
+    Consumers consumers;
+    Returns returns;
+    std::unique_ptr<Envelope> spareEnvelope; // what the next delivery is shown in
     Table clientProperties;
-    std::uint64_t publishSequence = 0;
     timeval consumeTimeout;
-    std::uint64_t steps = 0;        // of the run loop
-    ReceivedEnvelope spareEnvelope; // what the next step reads into, if there is one
-    std::uint16_t lastChannelNumber = 0;
-    std::uint16_t readChannel = 0; // on which the latest step read something
-    std::size_t frameMax = 0;      // as the login settled it
-    bool plainTcp = false;         // what the socket takes goes out as it is
-    PeerWatch peer;
-    Gathering gathering;
-    int fatalStatus = AMQP_STATUS_OK;        // what ended the connection: every use repeats it
     std::atomic<bool> stopRequested = false; // shared with other threads
-    std::vector<bool> closedChannels;        // by number: what the broker has closed, or has been asked to close
 };
 
-/// Whole seconds and the rest, as rabbitmq-c takes a wait.
+/// Whole seconds and the rest, 32 bits each.
 timeval ToTimeval(std::chrono::microseconds duration);
 
 } // namespace Amqp

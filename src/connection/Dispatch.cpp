@@ -4,51 +4,75 @@
 #include "values/Bytes.hpp"
 #include "values/PropertiesCodec.hpp"
 
+#include <memory>
+#include <utility>
+
 namespace Amqp
 {
 
-void Connection::ConnectionImpl::Dispatch(const ReceivedEnvelope& received)
+namespace
 {
-    const std::string_view tag = ToView(received->consumer_tag);
-    if (latestConsumer == nullptr || latestConsumer->first != tag) // mostly there is one
+
+// The envelope that a handler sees: one serves all deliveries, but for a step inside a step, which makes its own.
+class EnvelopeLoan
+{
+public:
+    explicit EnvelopeLoan(std::unique_ptr<Envelope>& home) : place(home), lent(std::move(home))
     {
-        const auto found = subscriptions.find(tag);
-        if (found == subscriptions.end())
+        if (!lent)
         {
-            return;
+            lent = std::make_unique<Envelope>();
         }
-        latestConsumer = &*found;
     }
-    Subscription& subscription = *latestConsumer->second;
-    const Subscription::Use use(subscription); // the handler may unsubscribe itself
-    Deliver(subscription, received);
+    ~EnvelopeLoan() { place = std::move(lent); }
+    EnvelopeLoan(const EnvelopeLoan&) = delete;
+    EnvelopeLoan& operator=(const EnvelopeLoan&) = delete;
+
+    Envelope& operator*() const { return *lent; }
+
+private:
+    std::unique_ptr<Envelope>& place;
+    std::unique_ptr<Envelope> lent;
+};
+
+} // namespace
+
+void Connection::ConnectionImpl::Dispatch(Event& delivery)
+{
+    Subscription* const subscription = consumers.Find(ToView(delivery.As<amqp_basic_deliver_t>().consumer_tag));
+    if (subscription != nullptr)
+    {
+        const Subscription::Use use(*subscription); // the handler may unsubscribe itself
+        Deliver(*subscription, delivery);
+    }
 }
 
-void Connection::ConnectionImpl::Deliver(Subscription& subscription, const ReceivedEnvelope& received)
+void Connection::ConnectionImpl::Deliver(Subscription& subscription, Event& delivery)
 {
     if (!subscription.handler && subscription.mode == Explicit)
     {
-        Answer(*received, Nack); // calling the empty handler below then raises std::bad_function_call
+        Answer(delivery, Nack); // calling the empty handler below then raises std::bad_function_call
     }
 
-    Envelope envelope = MakeReceivedEnvelope(received->message);
-    switch (subscription.parts.Take(received, envelope))
+    const EnvelopeLoan loan(spareEnvelope);
+    Envelope& envelope = *loan;
+    MakeReceivedEnvelope(*delivery.properties, delivery.body, envelope);
+    Octets whole;
+    switch (subscription.parts.Take(delivery, envelope, whole))
     {
     case ReassemblyBuffer::Result::Ordinary:
-        break;
     case ReassemblyBuffer::Result::Complete:
-        envelope = MakeReceivedEnvelope(received->message);
         break;
     case ReassemblyBuffer::Result::Stored:
         if (subscription.mode == Explicit)
         {
-            Answer(*received, Ack);
+            Answer(delivery, Ack);
         }
         return;
     case ReassemblyBuffer::Result::Duplicate:
         if (subscription.mode == Explicit)
         {
-            Answer(*received, Nack);
+            Answer(delivery, Nack);
         }
         return;
     }
@@ -56,26 +80,31 @@ void Connection::ConnectionImpl::Deliver(Subscription& subscription, const Recei
     const Acknowledge verdict = subscription.handler(envelope);
     if (subscription.mode == Explicit)
     {
-        Answer(*received, verdict);
+        Answer(delivery, verdict);
     }
 }
 
-void Connection::ConnectionImpl::Answer(const amqp_envelope_t& delivery, Acknowledge verdict)
+void Connection::ConnectionImpl::Answer(const Event& delivery, Acknowledge verdict)
 {
     // The broker takes back what a closed channel had not acknowledged, and answers an acknowledgement on such a
     // channel by closing the whole connection.
-    if (IsClosed(delivery.channel) || !PeerListens())
+    if (channels.IsClosed(delivery.channel))
     {
         return;
     }
+    const std::uint64_t tag = delivery.As<amqp_basic_deliver_t>().delivery_tag;
+    const bool more = inbound.HasMore(); // and then more answers: they share a segment
     if (verdict == Ack)
     {
-        amqp_basic_ack(State(), delivery.channel, delivery.delivery_tag, /*multiple*/ 0);
+        amqp_basic_ack_t ack{};
+        ack.delivery_tag = tag;
+        writer.Method(delivery.channel, AMQP_BASIC_ACK_METHOD, &ack, more);
+        return;
     }
-    else
-    {
-        amqp_basic_nack(State(), delivery.channel, delivery.delivery_tag, /*multiple*/ 0, /*requeue*/ verdict != Nack);
-    }
+    amqp_basic_nack_t nack{};
+    nack.delivery_tag = tag;
+    nack.requeue = verdict != Nack;
+    writer.Method(delivery.channel, AMQP_BASIC_NACK_METHOD, &nack, more);
 }
 
 } // namespace Amqp

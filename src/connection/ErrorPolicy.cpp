@@ -2,10 +2,8 @@
 #include "connection/ConnectionImpl.hpp"
 
 #include "connection/ErrorTranslation.hpp"
-#include "values/Bytes.hpp"
 #include "values/Texts.hpp"
 
-#include <algorithm>
 #include <functional>
 #include <memory>
 #include <utility>
@@ -26,28 +24,30 @@ void Notify(const Channel& channel, const std::shared_ptr<const Notifier>& notif
     (*notifier)(std::move(error));
 }
 
-// As rabbitmq-c reports that a call failed before its reply came.
-amqp_rpc_reply_t LibraryException(int status)
-{
-    amqp_rpc_reply_t reply{};
-    reply.reply_type = AMQP_RESPONSE_LIBRARY_EXCEPTION;
-    reply.library_error = status;
-    return reply;
-}
-
-// rabbitmq-c stops in the middle of a frame then: reading on would misread what follows, and write past the end of
-// its buffer.
-bool IsUnreadable(int status)
-{
-    return status == AMQP_STATUS_BAD_AMQP_DATA || status == AMQP_STATUS_UNKNOWN_CLASS ||
-           status == AMQP_STATUS_UNKNOWN_METHOD || status == AMQP_STATUS_NO_MEMORY;
-}
-
 } // namespace
+
+bool Connection::ConnectionImpl::Judge(Reach reach, ErrorCode&& error, Channel* channel)
+{
+    switch (reach)
+    {
+    case Reach::Channel:
+        Notify(*channel, channel->HoldNotifier(), std::move(error));
+        return false;
+    case Reach::Method:
+        channels.Drop(channel->Token());
+        break;
+    case Reach::Connection:
+        channels.DropAll();
+        break;
+    case Reach::Caller:
+        break;
+    }
+    throw ErrorCode(std::move(error));
+}
 
 bool Connection::ConnectionImpl::CheckReply(Channel& channel, const amqp_rpc_reply_t& reply)
 {
-    NoteFailure(channel.Token(), reply);
+    const std::uint16_t number = channel.Token();
     ErrorCode error = FromReply(reply);
     switch (error.category)
     {
@@ -56,23 +56,23 @@ bool Connection::ConnectionImpl::CheckReply(Channel& channel, const amqp_rpc_rep
     case ErrorCode::ChannelClosed:
     {
         amqp_channel_close_ok_t closeOk{};
-        SendAtOnce(channel.Token(), AMQP_CHANNEL_CLOSE_OK_METHOD, &closeOk);
-        channels.erase(channel.Token());
-        Notify(channel, channel.HoldNotifier(), std::move(error));
-        return false;
+        writer.Answer(number, AMQP_CHANNEL_CLOSE_OK_METHOD, &closeOk);
+        channels.Close(number);
+        channels.Drop(number);
+        return Judge(Reach::Channel, std::move(error), &channel);
     }
     case ErrorCode::ConnectionClosed:
     {
         // On the channel's own number, where brokers take it as well as on 0.
         amqp_connection_close_ok_t closeOk{};
-        SendAtOnce(channel.Token(), AMQP_CONNECTION_CLOSE_OK_METHOD, &closeOk);
+        writer.Answer(number, AMQP_CONNECTION_CLOSE_OK_METHOD, &closeOk);
+        session.Fail(AMQP_STATUS_CONNECTION_CLOSED);
         break;
     }
     default:
         break;
     }
-    channels.clear();
-    throw error;
+    return Judge(Reach::Connection, std::move(error), nullptr);
 }
 
 bool Connection::ConnectionImpl::CheckStatus(int status, Channel* channel)
@@ -83,75 +83,40 @@ bool Connection::ConnectionImpl::CheckStatus(int status, Channel* channel)
     }
     if (channel == nullptr)
     {
-        NoteFailure(status);
-        channels.clear();
-        throw FromStatus(status);
+        return Judge(Reach::Connection, FromStatus(status), nullptr);
     }
-    channels.erase(channel->Token());
-    Notify(*channel, channel->HoldNotifier(), FromStatus(status));
-    return false;
-}
-
-void Connection::ConnectionImpl::NoteFailure(int status)
-{
-    // The first one counts; but what cannot be read may come after something that only ended the connection.
-    if (fatalStatus == AMQP_STATUS_OK || (IsUnreadable(status) && !IsUnreadable(fatalStatus)))
-    {
-        fatalStatus = status;
-    }
-}
-
-void Connection::ConnectionImpl::NoteFailure(std::uint16_t number, const amqp_rpc_reply_t& reply)
-{
-    if (reply.reply_type == AMQP_RESPONSE_LIBRARY_EXCEPTION)
-    {
-        NoteFailure(reply.library_error);
-    }
-    else if (reply.reply_type == AMQP_RESPONSE_SERVER_EXCEPTION)
-    {
-        if (reply.reply.id == AMQP_CHANNEL_CLOSE_METHOD)
-        {
-            MarkClosed(number, true);
-        }
-        else
-        {
-            NoteFailure(AMQP_STATUS_CONNECTION_CLOSED);
-        }
-    }
-}
-
-bool Connection::ConnectionImpl::HasReadable() const
-{
-    return !IsUnreadable(fatalStatus) && (amqp_frames_enqueued(State()) || amqp_data_in_buffer(State()));
-}
-
-void Connection::ConnectionImpl::RequireSendable(std::initializer_list<std::string_view> texts)
-{
-    if (std::any_of(texts.begin(), texts.end(), IsTooLong))
-    {
-        throw FromReply(LibraryException(AMQP_STATUS_BAD_AMQP_DATA));
-    }
+    channels.Drop(channel->Token());
+    return Judge(Reach::Channel, FromStatus(status), channel);
 }
 
 void Connection::ConnectionImpl::RequireUsable()
 {
-    if (!PeerListens())
+    if (session.Failure() != AMQP_STATUS_OK)
     {
-        channels.clear();
-        throw FromReply(LibraryException(fatalStatus));
+        Judge(Reach::Connection, FromReply(LibraryException(session.Failure())), nullptr);
     }
 }
 
-void Connection::ConnectionImpl::RefuseClosed()
+void Connection::ConnectionImpl::RequireNotClosed(Channel& channel)
 {
-    throw ErrorCode(ownTexts.channelIsClosed, ErrorCode::ChannelClosed, AMQP_CHANNEL_ERROR);
+    const std::uint16_t number = channel.Token();
+    // The notifier that hears of a parked close may drop the last reference to the connection.
+    const auto kept = inbound.HasParked() ? channel.Hold() : nullptr;
+    FindParkedClose(number);
+    if (channels.IsClosed(number))
+    {
+        Judge(Reach::Caller, {ownTexts.channelIsClosed, ErrorCode::ChannelClosed, AMQP_CHANNEL_ERROR}, nullptr);
+    }
 }
 
-void Connection::ConnectionImpl::HandleChannelClose(std::uint16_t number, Channel& channel)
+// Found before anything is asked of the channel: the broker would not answer.
+void Connection::ConnectionImpl::FindParkedClose(std::uint16_t number)
 {
-    MarkClosed(number, true);
-    Notify(channel, channel.HoldNotifier(), {ownTexts.brokerClosedChannel, ErrorCode::ChannelClosed, 0});
-    channels.erase(number);
+    Event close;
+    if (inbound.TakeParkedClose(close, number, AMQP_CHANNEL_CLOSE_METHOD))
+    {
+        Handle(close);
+    }
 }
 
 } // namespace Amqp

@@ -70,4 +70,27 @@ ErrorCode FromStatus(int status)
     return {amqp_error_string2(status), CategoryOf(magnitude), static_cast<std::uint16_t>(magnitude)};
 }
 
+amqp_rpc_reply_t NormalReply()
+{
+    amqp_rpc_reply_t reply{};
+    reply.reply_type = AMQP_RESPONSE_NORMAL;
+    return reply;
+}
+
+amqp_rpc_reply_t LibraryException(int status)
+{
+    amqp_rpc_reply_t reply{};
+    reply.reply_type = AMQP_RESPONSE_LIBRARY_EXCEPTION;
+    reply.library_error = status;
+    return reply;
+}
+
+amqp_rpc_reply_t ServerException(const amqp_method_t& close)
+{
+    amqp_rpc_reply_t reply{};
+    reply.reply_type = AMQP_RESPONSE_SERVER_EXCEPTION;
+    reply.reply = close;
+    return reply;
+}
+
 } // namespace Amqp

@@ -1,7 +1,7 @@
 #include "connection/Multipart.hpp"
 
-#include "connection/OutgoingMessage.hpp"
 #include "connection/PartHeader.hpp"
+#include "engine/OutgoingMessage.hpp"
 #include "values/Texts.hpp"
 
 #include <amqp/Batch.hpp>
@@ -77,11 +77,7 @@ void Channel::Publish(std::string_view exchange, std::string_view routingKey, co
     // A part that is refused does not stop those that follow. The notifier it goes to may drop the channel, which is
     // kept if it is shared, or destroy it.
     const auto self = weak_from_this().lock();
-    if (!alive)
-    {
-        alive = std::make_shared<char>();
-    }
-    const std::weak_ptr<void> watch = alive;
+    const std::weak_ptr<void> watch = Watch();
     std::optional<Batch> together;
     if (partSize < gatheredBelow)
     {

@@ -15,9 +15,9 @@ namespace Amqp
 void Connection::ConnectionImpl::Publish(Channel& channel, std::string_view exchange, std::string_view routingKey,
                                          const Envelope& envelope, PublishCallback&& callback)
 {
-    if (fatalStatus != AMQP_STATUS_OK)
+    if (session.Failure() != AMQP_STATUS_OK)
     {
-        CheckStatus(fatalStatus, &channel);
+        CheckStatus(session.Failure(), &channel);
         return;
     }
     RequireNotClosed(channel);
@@ -25,26 +25,22 @@ void Connection::ConnectionImpl::Publish(Channel& channel, std::string_view exch
     std::array<char, std::numeric_limits<std::uint64_t>::digits10 + 1> messageId;
     if (callback)
     {
-        const char* const end = std::to_chars(messageId.begin(), messageId.end(), ++publishSequence).ptr;
+        const char* const end = std::to_chars(messageId.begin(), messageId.end(), returns.NextNumber()).ptr;
         properties.value.message_id = ToBytes({messageId.data(), static_cast<std::size_t>(end - messageId.data())});
         properties.value._flags |= AMQP_BASIC_MESSAGE_ID_FLAG;
     }
 
     int status = IsTooLong(exchange) || IsTooLong(routingKey)
                      ? static_cast<int>(AMQP_STATUS_BAD_AMQP_DATA)
-                     : CheckEncodable(properties.value, frameMax - frameOverhead - contentHeaderFixed);
+                     : CheckEncodable(properties.value, session.FrameMax() - frameOverhead - contentHeaderFixed);
     if (status == AMQP_STATUS_OK)
     {
         const std::string_view body = envelope.ViewBody(0, envelope.Size()); // a null body is empty, whatever its size
-        status = Write(channel.Token(), {exchange, routingKey, callback ? 1 : 0, properties.value, body});
-        if (status < 0)
-        {
-            NoteFailure(status); // part of it may be written, or octets that cannot be read have come meanwhile
-        }
+        status = writer.Message(channel.Token(), {exchange, routingKey, callback ? 1 : 0, properties.value, body});
     }
     if (CheckStatus(status, &channel) && callback)
     {
-        pendingReturns.emplace_hint(pendingReturns.end(), publishSequence, std::move(callback));
+        returns.Add(std::move(callback));
     }
 }
 

@@ -42,9 +42,9 @@ bool IsFlagged(const Envelope& envelope)
 
 } // namespace
 
-ReassemblyBuffer::Result ReassemblyBuffer::Take(const ReceivedEnvelope& received, const Envelope& envelope)
+ReassemblyBuffer::Result ReassemblyBuffer::Take(Event& delivery, Envelope& envelope, Octets& whole)
 {
-    if (!MayBePart(received->message.properties))
+    if (!MayBePart(*delivery.properties))
     {
         return Result::Ordinary;
     }
@@ -61,57 +61,49 @@ ReassemblyBuffer::Result ReassemblyBuffer::Take(const ReceivedEnvelope& received
         return Result::Ordinary;
     }
 
-    const auto found = series.try_emplace(name).first;
-    Parts& parts = found->second;
-    const auto [part, added] = parts.try_emplace(*index, received);
-    if (!added)
+    static const Parts none;
+    const auto found = series.find(name);
+    const Parts& parts = found == series.end() ? none : found->second;
+    if (parts.contains(*index))
     {
         return Result::Duplicate;
     }
-    if (parts.size() != *total || parts.rbegin()->first != *total - 1)
+    const std::uint64_t last = parts.empty() ? *index : std::max(*index, parts.rbegin()->first);
+    if (parts.size() + 1 != *total || last != *total - 1)
     {
+        Octets body = delivery.TakeBody();
+        series[name].emplace(*index, std::move(body));
         return Result::Stored;
     }
-    try
+    whole = Join(parts, *index, delivery.body);
+    envelope.SetBody(whole.Data(), whole.View().size());
+    if (found != series.end())
     {
-        Join(parts, *received);
+        series.erase(found);
     }
-    catch (...)
-    {
-        // The delivery stays unacknowledged and will come again: it must find its place free then.
-        parts.erase(part);
-        if (parts.empty())
-        {
-            series.erase(found);
-        }
-        throw;
-    }
-    series.erase(found);
     return Result::Complete;
 }
 
-void ReassemblyBuffer::Join(const Parts& parts, amqp_envelope_t& completing)
+Octets ReassemblyBuffer::Join(const Parts& parts, std::uint64_t index, std::string_view body)
 {
-    std::size_t size = 0;
-    for (const auto& [index, part] : parts)
+    std::size_t size = body.size();
+    for (const auto& [number, part] : parts)
     {
-        size += part->message.body.len;
+        size += part.View().size();
     }
 
-    const amqp_bytes_t whole = amqp_bytes_malloc(size);
-    if (whole.bytes == nullptr && size != 0)
+    Octets whole(amqp_bytes_malloc(size));
+    if (whole.Data() == nullptr && size != 0)
     {
         throw std::bad_alloc();
     }
-    auto* end = static_cast<char*>(whole.bytes);
-    for (const auto& [index, part] : parts)
-    {
-        const amqp_bytes_t& body = part->message.body;
-        end = std::copy_n(static_cast<const char*>(body.bytes), body.len, end);
-    }
-
-    amqp_bytes_free(completing.message.body);
-    completing.message.body = whole;
+    char* end = whole.Data();
+    const auto append = [&end](std::string_view octets) { end = std::copy(octets.begin(), octets.end(), end); };
+    const auto after = parts.upper_bound(index);
+    std::for_each(parts.begin(), after, [&](const auto& part) { append(part.second.View()); });
+    append(body);
+    std::for_each(after, parts.end(), [&](const auto& part) { append(part.second.View()); });
+    return whole;
 }
 
 } // namespace Amqp

@@ -1,13 +1,15 @@
-// Joins the parts of a large body. Belongs to one subscription and holds the deliveries whose siblings are missing.
+// Joins the parts of a large body. Belongs to one subscription and holds the bodies of parts whose siblings are
+// missing.
 #pragma once
 
-#include "connection/ReceivedEnvelope.hpp"
+#include "engine/Event.hpp"
 
 #include <amqp/Envelope.hpp>
 
 #include <cstdint>
 #include <map>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 
 namespace Amqp
@@ -21,18 +23,20 @@ public:
         Ordinary,  ///< No part of a series.
         Stored,    ///< Kept until its siblings have come.
         Duplicate, ///< Its sibling with the same index is here already; not kept.
-        Complete   ///< The last one missing: the delivery now holds the whole body.
+        Complete   ///< The last one missing: its envelope now shows the whole body.
     };
 
-    /// Takes in a delivery, given as rabbitmq-c read it and as `envelope` made of it.
+    /// Takes in a delivery, and the envelope made of it; a whole body is put into `whole`. When something is thrown,
+    /// nothing has changed, and the part may come again.
     ///
     /// @throws std::bad_variant_access  the header that names the series holds no string.
-    Result Take(const ReceivedEnvelope& received, const Envelope& envelope);
+    /// @throws std::bad_alloc           there is no memory for the body, the part's or the whole one.
+    Result Take(Event& delivery, Envelope& envelope, Octets& whole);
 
 private:
-    using Parts = std::map<std::uint64_t, ReceivedEnvelope>;
+    using Parts = std::map<std::uint64_t, Octets>;
 
-    static void Join(const Parts& parts, amqp_envelope_t& completing);
+    static Octets Join(const Parts& parts, std::uint64_t index, std::string_view body);
 
     std::unordered_map<std::string, Parts> series;
 };

@@ -17,17 +17,12 @@ namespace
 constexpr std::uint16_t connectionChannel = 0;
 constexpr std::uint16_t unexpectedMethod = 2; // the error code
 
-bool CarriesContent(amqp_method_number_t method)
-{
-    return method == AMQP_BASIC_DELIVER_METHOD || method == AMQP_BASIC_RETURN_METHOD ||
-           method == AMQP_BASIC_GET_OK_METHOD;
-}
-
 } // namespace
 
 void Connection::ConnectionImpl::Stop()
 {
     stopRequested.store(true);
+    receiver.Wake();
 }
 
 std::optional<bool> Connection::ConnectionImpl::Run(timeval wait)
@@ -35,147 +30,164 @@ std::optional<bool> Connection::ConnectionImpl::Run(timeval wait)
     // An exchange in every step would cost more.
     if (stopRequested.load(std::memory_order_relaxed) && stopRequested.exchange(false))
     {
+        receiver.ForgetWake(); // after the flag: a Stop that comes meanwhile sets it again
+        writer.Push();
         return false;
-    }
-    if (fatalStatus != AMQP_STATUS_OK && !HasReadable())
-    {
-        return CheckStatus(fatalStatus, nullptr);
     }
     if (wait.tv_sec < 0 || wait.tv_usec < 0)
     {
-        throw FromStatus(AMQP_STATUS_INVALID_PARAMETER); // as rabbitmq-c would say, but at no cost to the channels
+        CheckStatus(AMQP_STATUS_INVALID_PARAMETER, nullptr);
     }
-    const bool limited = wait.tv_sec != 0 || wait.tv_usec != 0;
-    const timeval* const limit = limited ? &wait : nullptr;
-
-    const EnvelopeLoan loan(spareEnvelope);
-    const ReceivedEnvelope& received = loan.Envelope();
-    ReleaseBuffers();
-    const amqp_rpc_reply_t reply = Consume(*received, limit);
-    readChannel = received->channel;
-    if (reply.reply_type == AMQP_RESPONSE_NORMAL)
+    std::optional<Clock::duration> limit;
+    if (wait.tv_sec != 0 || wait.tv_usec != 0)
     {
-        Dispatch(received);
+        limit = std::chrono::seconds(wait.tv_sec) + std::chrono::microseconds(wait.tv_usec);
+    }
+
+    const bool failedBefore = session.Failure() != AMQP_STATUS_OK;
+    Receiver::Wait patience{limit, {}};
+    Event event;
+    int status = Next(event, patience);
+    while (status == AMQP_STATUS_OK && IsIncompleteDelivery(event))
+    {
+        if (FindClose(event.channel))
+        {
+            return false;
+        }
+        status = Next(event, patience); // what came in its place
+    }
+    if (status == AMQP_STATUS_TIMEOUT || (status == AMQP_STATUS_HEARTBEAT_TIMEOUT && !failedBefore))
+    {
+        return {};
+    }
+    if (status != AMQP_STATUS_OK)
+    {
+        return CheckStatus(status, nullptr);
+    }
+    return Handle(event);
+}
+
+// A wakeup may come after the step that has obeyed its Stop: it ends no other wait.
+int Connection::ConnectionImpl::Next(Event& event, Receiver::Wait& wait)
+{
+    for (;;)
+    {
+        const int status = receiver.Next(event, wait);
+        const bool isOver = status != AMQP_STATUS_TIMEOUT || (wait.end && Clock::now() >= *wait.end);
+        if (isOver || stopRequested.load())
+        {
+            return status;
+        }
+    }
+}
+
+bool Connection::ConnectionImpl::IsIncompleteDelivery(const Event& event)
+{
+    return (event.kind == Event::Kind::Broken || event.kind == Event::Kind::Lost) &&
+           event.method.id == AMQP_BASIC_DELIVER_METHOD;
+}
+
+bool Connection::ConnectionImpl::Handle(Event& event)
+{
+    if (event.kind == Event::Kind::Stray)
+    {
+        return false;
+    }
+    // A delivery that came as a mere method is one that nobody expects.
+    if (event.method.id == AMQP_BASIC_DELIVER_METHOD && event.kind != Event::Kind::Method)
+    {
+        Dispatch(event);
         return true;
     }
-
-    // rabbitmq-c has freed what it had read and leaves the pointers standing.
-    const std::uint16_t channel = std::exchange(*received, {}).channel;
-    if (reply.reply_type != AMQP_RESPONSE_LIBRARY_EXCEPTION)
+    if (event.Is(connectionChannel, AMQP_CONNECTION_CLOSE_METHOD))
     {
-        NoteFailure(channel, reply); // a close in the middle of a delivery
-        return false;
+        return HandleConnectionClose();
     }
-    switch (reply.library_error)
-    {
-    case AMQP_STATUS_UNEXPECTED_STATE:
-        return HandleFrame(limit);
-    case AMQP_STATUS_HEARTBEAT_TIMEOUT:
-        GiveUpPeer();
-        return {};
-    case AMQP_STATUS_TIMEOUT:
-        return {};
-    default:
-        return CheckStatus(reply.library_error, nullptr);
-    }
-}
-
-// Gives back the memory of what the step before has read. rabbitmq-c has some for each channel, and looking at all of
-// them would make a step cost more with every channel.
-void Connection::ConnectionImpl::ReleaseBuffers()
-{
-    constexpr std::uint64_t all = 256;
-    if (++steps % all == 0)
-    {
-        amqp_maybe_release_buffers(State());
-    }
-    else
-    {
-        amqp_maybe_release_buffers_on_channel(State(), readChannel);
-    }
-}
-
-amqp_rpc_reply_t Connection::ConnectionImpl::Consume(amqp_envelope_t& delivery, const timeval* wait)
-{
-    const Gathering::Pause pause(gathering);
-    return amqp_consume_message(State(), &delivery, wait, 0);
-}
-
-// Handles the frame that amqp_consume_message put back because it begins no delivery.
-bool Connection::ConnectionImpl::HandleFrame(const timeval* wait)
-{
-    amqp_frame_t frame{};
-    CheckStatus(amqp_simple_wait_frame_noblock(State(), &frame, wait), nullptr);
-    readChannel = frame.channel;
-    if (frame.frame_type != AMQP_FRAME_METHOD)
-    {
-        return false;
-    }
-    if (frame.channel == connectionChannel && frame.payload.method.id == AMQP_CONNECTION_CLOSE_METHOD)
-    {
-        AnswerConnectionClose();
-        return false;
-    }
-
-    Channel* const channel = FindChannel(frame.channel);
+    Channel* const channel = channels.Find(event.channel);
     if (channel == nullptr)
     {
-        if (frame.payload.method.id == AMQP_CHANNEL_CLOSE_METHOD)
-        {
-            MarkClosed(frame.channel, true); // of a channel that an error has dropped
-        }
-        // Reading content where none follows would wait for ever.
-        if (CarriesContent(frame.payload.method.id))
-        {
-            SkipContent(frame.channel);
-        }
-        return true;
+        return HandleUnregistered(event);
     }
     try
     {
-        return HandleMethod(frame, *channel);
+        return HandleOn(*channel, event);
     }
     catch (const ErrorCode& error)
     {
-        channels.erase(frame.channel);
+        channels.Drop(event.channel);
         throw ErrorCode(error);
     }
     catch (const std::runtime_error& error)
     {
-        channels.erase(frame.channel);
+        channels.Drop(event.channel);
         throw std::runtime_error(error.what());
     }
 }
 
-bool Connection::ConnectionImpl::HandleMethod(const amqp_frame_t& frame, Channel& channel)
+bool Connection::ConnectionImpl::HandleOn(Channel& channel, Event& event)
 {
-    switch (frame.payload.method.id)
+    switch (event.method.id)
     {
     case AMQP_CONNECTION_CLOSE_METHOD:
-        NoteFailure(AMQP_STATUS_CONNECTION_CLOSED);
-        channels.clear();
+        session.Fail(AMQP_STATUS_CONNECTION_CLOSED);
+        channels.DropAll();
         return false;
     case AMQP_CHANNEL_CLOSE_METHOD:
-        HandleChannelClose(frame.channel, channel);
+        channels.Close(event.channel);
+        Judge(Reach::Channel, {ownTexts.brokerClosedChannel, ErrorCode::ChannelClosed, 0}, &channel);
+        channels.Drop(event.channel);
         return true;
     case AMQP_BASIC_RETURN_METHOD:
-        HandleReturn(*static_cast<const amqp_basic_return_t*>(frame.payload.method.decoded), channel);
+        HandleReturn(event, channel);
         return true;
     case AMQP_BASIC_ACK_METHOD:
-        SkipContent(frame.channel);
         return true;
     default:
-        throw ErrorCode(ownTexts.unexpectedMethod + std::to_string(frame.payload.method.id), ErrorCode::Server,
-                        unexpectedMethod);
+        return Judge(Reach::Method,
+                     {ownTexts.unexpectedMethod + std::to_string(event.method.id), ErrorCode::Server, unexpectedMethod},
+                     &channel);
     }
 }
 
-void Connection::ConnectionImpl::AnswerConnectionClose()
+bool Connection::ConnectionImpl::HandleUnregistered(const Event& event)
+{
+    if (event.kind == Event::Kind::Broken)
+    {
+        FindClose(event.channel);
+    }
+    else if (event.method.id == AMQP_CHANNEL_CLOSE_METHOD)
+    {
+        channels.Close(event.channel); // of a channel that an error has dropped
+    }
+    return true;
+}
+
+// Whether a close has broken a message, which is noted then: nobody else is told.
+bool Connection::ConnectionImpl::FindClose(std::uint16_t number)
+{
+    Event close;
+    if (!inbound.TakeClose(close, number))
+    {
+        return false;
+    }
+    if (close.method.id == AMQP_CHANNEL_CLOSE_METHOD)
+    {
+        channels.Close(number);
+    }
+    else
+    {
+        session.Fail(AMQP_STATUS_CONNECTION_CLOSED);
+    }
+    return true;
+}
+
+bool Connection::ConnectionImpl::HandleConnectionClose()
 {
     amqp_connection_close_ok_t closeOk{};
-    SendAtOnce(connectionChannel, AMQP_CONNECTION_CLOSE_OK_METHOD, &closeOk);
-    NoteFailure(AMQP_STATUS_CONNECTION_CLOSED);
-    channels.clear();
+    writer.Answer(connectionChannel, AMQP_CONNECTION_CLOSE_OK_METHOD, &closeOk);
+    session.Fail(AMQP_STATUS_CONNECTION_CLOSED);
+    channels.DropAll();
+    return false;
 }
 
 } // namespace Amqp

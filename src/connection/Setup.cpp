@@ -2,30 +2,11 @@
 #include "connection/ConnectionImpl.hpp"
 
 #include "connection/ErrorTranslation.hpp"
-#include "connection/SocketOptions.hpp"
 #include "values/Bytes.hpp"
 #include "values/FieldCodec.hpp"
-#include "values/Texts.hpp"
-
-#include <stdexcept>
 
 namespace Amqp
 {
-
-namespace
-{
-
-constexpr int noChannelLimit = 0;
-
-void OpenSocket(amqp_socket_t* socket, const char* host, unsigned short port, const char* refusal)
-{
-    if (amqp_socket_open(socket, host, port) != AMQP_STATUS_OK)
-    {
-        throw std::runtime_error(refusal);
-    }
-}
-
-} // namespace
 
 timeval ToTimeval(std::chrono::microseconds duration)
 {
@@ -37,13 +18,8 @@ timeval ToTimeval(std::chrono::microseconds duration)
 }
 
 Connection::ConnectionImpl::ConnectionImpl(const Table& properties, std::chrono::microseconds timeout)
-    : state(amqp_new_connection()), consumeTimeout(ToTimeval(timeout))
+    : clientProperties(properties), consumeTimeout(ToTimeval(timeout))
 {
-    if (!state)
-    {
-        throw std::runtime_error(ownTexts.noConnectionState);
-    }
-    clientProperties = properties;
     // Refused here, before anything is sent: rabbitmq-c would send a table that no broker can read.
     if (!WireSize(EncodedTable(clientProperties).Get()))
     {
@@ -54,73 +30,52 @@ Connection::ConnectionImpl::ConnectionImpl(const Table& properties, std::chrono:
 Connection::ConnectionImpl::~ConnectionImpl()
 {
     SayGoodbye();
-    subscriptions.clear();
-    pendingReturns.clear();
+    consumers.Clear();
+    returns.Clear();
 }
 
 void Connection::ConnectionImpl::SayGoodbye()
 {
-    if (amqp_get_socket(State()) == nullptr)
-    {
-        return; // rabbitmq-c can say nothing on a connection that never got a socket
-    }
-    if (PeerListens())
-    {
-        amqp_connection_close(State(), AMQP_REPLY_SUCCESS);
-        return;
-    }
-    // No answer can be waited for on a connection that has ended: the broker is told if it can be without waiting.
-    const int socket = amqp_get_sockfd(State());
-    if (fatalStatus == AMQP_STATUS_HEARTBEAT_TIMEOUT || !Socket::AwaitWritable(socket, std::chrono::milliseconds(0)))
+    if (!session.HasSocket() || writer.Usable() == AMQP_STATUS_HEARTBEAT_TIMEOUT)
     {
         return;
     }
     amqp_connection_close_t close{};
     close.reply_code = AMQP_REPLY_SUCCESS;
     close.reply_text = ToBytes("200");
-    amqp_send_method(State(), 0, AMQP_CONNECTION_CLOSE_METHOD, &close);
+    Event reply;
+    if (session.Failure() != AMQP_STATUS_OK || inbound.TakeParkedClose(reply, 0, AMQP_CONNECTION_CLOSE_METHOD))
+    {
+        // No answer can be waited for: the broker is told if it can be without waiting.
+        writer.MethodIfRoom(0, AMQP_CONNECTION_CLOSE_METHOD, &close);
+        return;
+    }
+    writer.Answer(0, AMQP_CONNECTION_CLOSE_METHOD, &close);
+    receiver.Reply(reply, 0, AMQP_CONNECTION_CLOSE_OK_METHOD, Receiver::Others::Drop);
 }
 
 void Connection::ConnectionImpl::OpenTcp(const char* host, unsigned short port)
 {
-    amqp_socket_t* const socket = amqp_tcp_socket_new(State());
-    if (socket == nullptr)
-    {
-        throw std::runtime_error(ownTexts.noTcpSocket);
-    }
-    OpenSocket(socket, host, port, ownTexts.tcpSocketNotOpened);
-    plainTcp = true;
-    gathering.Start(State());
+    session.OpenTcp(host, port);
+    writer.Start();
 }
 
 void Connection::ConnectionImpl::OpenTls(const char* host, unsigned short port)
 {
-    amqp_socket_t* const socket = amqp_ssl_socket_new(State());
-    if (socket == nullptr)
-    {
-        throw std::runtime_error(ownTexts.noTlsSocket);
-    }
-    OpenSocket(socket, host, port, ownTexts.tlsSocketNotOpened);
+    session.OpenTls(host, port);
+    writer.Start();
 }
 
 void Connection::ConnectionImpl::LogIn(const Login& login)
 {
-    const auto heartbeat = static_cast<int>(login.heartbeat.count());
-    const EncodedTable properties(clientProperties);
-    // SASL EXTERNAL takes one credential and does not look at the second.
-    const amqp_rpc_reply_t reply =
-        clientProperties.Empty()
-            ? amqp_login(State(), login.virtualHost, noChannelLimit, login.frameMax, heartbeat, login.method,
-                         login.user, login.password)
-            : amqp_login_with_properties(State(), login.virtualHost, noChannelLimit, login.frameMax, heartbeat,
-                                         &properties.Get(), login.method, login.user, login.password);
+    const amqp_rpc_reply_t reply = session.LogIn(login, clientProperties);
     if (ErrorCode error = FromReply(reply))
     {
-        NoteFailure(0, reply);
+        session.Fail(reply.reply_type == AMQP_RESPONSE_LIBRARY_EXCEPTION
+                         ? reply.library_error
+                         : static_cast<int>(AMQP_STATUS_CONNECTION_CLOSED));
         throw error;
     }
-    frameMax = static_cast<std::size_t>(amqp_get_frame_max(State()));
-    peer.Start(State(), std::chrono::seconds(amqp_get_heartbeat(State())));
 }
 
 } // namespace Amqp

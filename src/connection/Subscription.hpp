@@ -9,10 +9,7 @@
 
 #include <cstddef>
 #include <functional>
-#include <memory>
-#include <string>
-#include <string_view>
-#include <unordered_map>
+#include <utility>
 
 namespace Amqp
 {
@@ -66,17 +63,5 @@ private:
     std::size_t users = 0; // steps of the run loop, one inside the other
     bool forgotten = false;
 };
-
-/// Finds a tag that is only viewed, without a copy.
-struct TextHash
-{
-    using is_transparent = void;
-
-    std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>()(text); }
-};
-
-/// By consumer tag.
-using Subscriptions =
-    std::unordered_map<std::string, std::unique_ptr<Subscription, Subscription::Forget>, TextHash, std::equal_to<>>;
 
 } // namespace Amqp

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <string>
 
 namespace Amqp
 {
@@ -105,6 +106,29 @@ public:
                 .cluster_id = ToBytes(metaData.clusterId)};
     }
 
+    // Texts keep their memory.
+    static void Clear(MetaData& metaData)
+    {
+        if ((metaData.flags & anyText) != 0)
+        {
+            for (std::string* const text :
+                 {&metaData.contentType, &metaData.contentEncoding, &metaData.correlationId, &metaData.replyTo,
+                  &metaData.expiration, &metaData.messageId, &metaData.type, &metaData.userId, &metaData.applicationId,
+                  &metaData.clusterId})
+            {
+                text->clear();
+            }
+        }
+        if ((metaData.flags & AMQP_BASIC_HEADERS_FLAG) != 0)
+        {
+            metaData.headers = {};
+        }
+        metaData.timeStamp = 0;
+        metaData.priority = 0;
+        metaData.deliveryMode = MetaData::DeliveryType(0);
+        metaData.flags = 0;
+    }
+
     // Lends the message the headers that rabbitmq-c has read.
     static void Lend(const amqp_table_t& headers, MetaData& metaData)
     {
@@ -147,6 +171,10 @@ int CheckEncodable(const amqp_basic_properties_t& properties, std::size_t room)
 
 void DecodeProperties(const amqp_basic_properties_t& properties, MetaData& metaData)
 {
+    if (properties._flags == 0)
+    {
+        return;
+    }
     const auto present = [&properties](amqp_flags_t flag) { return (properties._flags & flag) != 0; };
 
     if (present(AMQP_BASIC_APP_ID_FLAG))
@@ -207,13 +235,19 @@ void DecodeProperties(const amqp_basic_properties_t& properties, MetaData& metaD
     }
 }
 
-Envelope MakeReceivedEnvelope(const amqp_message_t& message)
+Envelope MakeReceivedEnvelope(const amqp_basic_properties_t& properties, std::string_view body)
 {
     Envelope envelope;
-    envelope.SetBody(static_cast<const char*>(message.body.bytes), message.body.len);
-    envelope.DeliveryMode(MetaData::Persistent);
-    DecodeProperties(message.properties, envelope);
+    MakeReceivedEnvelope(properties, body, envelope);
     return envelope;
+}
+
+void MakeReceivedEnvelope(const amqp_basic_properties_t& properties, std::string_view body, Envelope& place)
+{
+    PropertiesCodec::Clear(place);
+    place.SetBody(body.data(), body.size());
+    place.DeliveryMode(MetaData::Persistent);
+    DecodeProperties(properties, place);
 }
 
 } // namespace Amqp

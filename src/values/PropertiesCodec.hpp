@@ -9,6 +9,7 @@
 #include <amqp/MetaData.hpp>
 
 #include <cstddef>
+#include <string_view>
 
 namespace Amqp
 {
@@ -34,8 +35,10 @@ int CheckEncodable(const amqp_basic_properties_t& properties, std::size_t room);
 /// are asked for, or when the MetaData is copied: `properties` must be there until then, or as long as the MetaData.
 void DecodeProperties(const amqp_basic_properties_t& properties, MetaData& metaData);
 
-/// A received message as its handler sees it: a view of the message's body, and of its headers as DecodeProperties
-/// says. A message that does not say otherwise counts as persistent.
-Envelope MakeReceivedEnvelope(const amqp_message_t& message);
+/// A received message as its handler sees it: a view of its body, and of its headers as DecodeProperties says. A
+/// message that does not say otherwise counts as persistent.
+Envelope MakeReceivedEnvelope(const amqp_basic_properties_t& properties, std::string_view body);
+/// The same, in the place of another received message: the memory of its texts is used again.
+void MakeReceivedEnvelope(const amqp_basic_properties_t& properties, std::string_view body, Envelope& place);
 
 } // namespace Amqp

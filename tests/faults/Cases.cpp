@@ -67,7 +67,7 @@ constexpr std::size_t messageFrames = 3;
 Ending EndingOf(char letter)
 {
     const std::string_view incomplete = "AT";
-    const std::string_view unreadable = "BMCH";
+    const std::string_view unreadable = "BMC";
     return incomplete.find(letter) != std::string_view::npos   ? Ending::EndOutput
            : unreadable.find(letter) != std::string_view::npos ? Ending::Listening
                                                                : Ending::Obliging;
@@ -175,10 +175,6 @@ void Maker::Intrude(const Intrusion& intrusion, std::size_t piece, char letter)
     made.sent = {answer.substr(0, starts[piece]) + intrusion.octets +
                  (rest < starts.size() ? answer.substr(starts[rest]) : "")};
     made.ending = EndingOf(letter);
-    if (intrusion.name == "basic.ack" && starts.size() == 1 && InLoop(operation.answer.front().awaiting))
-    {
-        made.ending = Ending::EndOutput; // which alone ends the wait for its content
-    }
     all.push_back(std::move(made));
 }
 

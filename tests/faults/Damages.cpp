@@ -43,11 +43,15 @@ void AddAnnouncements(std::vector<Intrusion>& all, const Frame& frame)
     }
     announce("body longer than announced", announced - 1, 'B');
     announce("body that is not announced", 0, 'Z');
-    // rabbitmq-c 0.11 does not give back the memory of properties then.
-    if (Describe(header.properties) == "{}")
-    {
-        announce("body of four exabytes announced", std::uint64_t{1} << 62, 'H');
-    }
+    announce("body of four exabytes announced", std::uint64_t{1} << 62, 'T');
+}
+
+void AddClass(std::vector<Intrusion>& all, const Frame& frame)
+{
+    constexpr char connectionClass = 10;
+    std::string payload = frame.payload.substr(0, 12) + std::string(2, '\0'); // without properties
+    payload[1] = connectionClass;
+    all.push_back(Damage("header of another class", frame, payload, 'B'));
 }
 
 void AddBodies(std::vector<Intrusion>& all, const Frame& frame)
@@ -111,6 +115,7 @@ std::vector<Intrusion> Damages(const Piece& piece)
     if (piece.frame.type == headerFrame)
     {
         AddAnnouncements(all, piece.frame);
+        AddClass(all, piece.frame);
     }
     return all;
 }

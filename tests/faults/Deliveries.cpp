@@ -58,8 +58,10 @@ Operation Interleaved()
     {
         answer.push_back({frame, Awaiting::Event});
     }
-    answer.back().seen = "handles one; run true; handles two; run true";
-    answer.back().wire = "1:basic.ack 2:basic.ack";
+    answer[4].seen = "handles two; run true";
+    answer[4].wire = "2:basic.ack";
+    answer[5].seen = "handles one; run true";
+    answer[5].wire = "1:basic.ack";
 
     Operation step = Consuming("DeliveryInterleaved", Amqp::Explicit, Amqp::Ack, std::move(answer));
     step.prepare = [](Dialogue& peer, std::uint16_t heartbeat)

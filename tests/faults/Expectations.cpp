@@ -104,6 +104,10 @@ Expected Forced(const Operation& operation, std::size_t piece)
     {
         Follow(expected, "run false", "0:connection.close-ok");
     }
+    if (awaiting == Awaiting::Goodbye)
+    {
+        expected.probe = Probe::OneMoreStep; // a destructor leaves it to the loop
+    }
     Follow(expected, "", connectionOnly);
     return expected;
 }
@@ -124,26 +128,33 @@ Expected ForcedOnOwnChannel(const Operation& operation, std::size_t piece)
     return expected;
 }
 
-// The message is whole, and then comes what stood between its frames.
-Expected Later(const Operation& operation, std::size_t piece, char letter)
+// The first frame behind the message that this frame belongs to.
+std::size_t NextMessage(const Operation& operation, std::size_t piece)
 {
-    std::size_t next = piece;
-    while (operation.answer[next++].seen.empty())
+    while (operation.answer[piece++].seen.empty())
     {
     }
-    Expected expected = Before(operation, next);
-    if (next == operation.answer.size())
-    {
-        expected.probe = Probe::OneMoreStep;
-    }
-    if (letter == 'L')
-    {
-        Follow(expected, "run true");
-        FollowPieces(expected, operation, next, operation.answer.size());
-        Follow(expected, "", operation.goodbye);
-        return expected;
-    }
-    Follow(expected, "run false", letter == 'f' ? "0:connection.close-ok 0:connection.close" : channelAndConnection);
+    return piece;
+}
+
+// The application ends the loop because of what came between the frames of a message. The message comes all the same.
+Expected EndedBetween(const Operation& operation, std::size_t piece)
+{
+    Expected expected = Before(operation, piece);
+    expected.probe = Probe::OneMoreStep;
+    Follow(expected, "run false");
+    FollowPieces(expected, operation, piece, NextMessage(operation, piece));
+    Follow(expected, "", operation.goodbye);
+    return expected;
+}
+
+// The same, but nothing is sent any more, and no channel is there to take a message back.
+Expected ForcedBetween(const Operation& operation, std::size_t piece)
+{
+    Expected expected = Forced(operation, piece);
+    expected.probe = Probe::OneMoreStep;
+    const Piece& last = operation.answer[NextMessage(operation, piece) - 1];
+    Follow(expected, InReturn(last.awaiting) ? "run true" : last.seen);
     return expected;
 }
 
@@ -161,6 +172,16 @@ Expected Ended(const Operation& operation, std::size_t piece, const std::string&
 {
     Expected expected = Before(operation, piece);
     Follow(expected, seen, goodbye);
+    return expected;
+}
+
+// What came in place of a returned message's content is handled by itself, on a channel that is not registered any
+// more.
+Expected WithoutContent(const Operation& operation, std::size_t piece, const std::string& seen)
+{
+    Expected expected = Failed(operation, piece, AMQP_STATUS_UNEXPECTED_STATE);
+    expected.probe = Probe::OneMoreStep;
+    Follow(expected, seen);
     return expected;
 }
 
@@ -198,15 +219,15 @@ Expected ExpectAt(const Operation& operation, std::size_t piece, char letter, co
     case 'W':
         return Failed(operation, piece, AMQP_STATUS_WRONG_METHOD);
     case 'X':
-        return Failed(operation, piece, AMQP_STATUS_UNEXPECTED_STATE);
+        return WithoutContent(operation, piece, "run true");
+    case 'x':
+        return WithoutContent(operation, piece, "run false");
     case 'B':
         return Unreadable(operation, piece, AMQP_STATUS_BAD_AMQP_DATA);
     case 'M':
         return Unreadable(operation, piece, AMQP_STATUS_UNKNOWN_METHOD);
     case 'C':
         return Unreadable(operation, piece, AMQP_STATUS_UNKNOWN_CLASS);
-    case 'H':
-        return Unreadable(operation, piece, AMQP_STATUS_NO_MEMORY);
     case 'T':
         return Failed(operation, piece, AMQP_STATUS_CONNECTION_CLOSED);
     case 'Z':
@@ -215,6 +236,8 @@ Expected ExpectAt(const Operation& operation, std::size_t piece, char letter, co
         return Refused(operation, piece);
     case 'K':
         return Forced(operation, piece);
+    case 'k':
+        return ForcedBetween(operation, piece);
     case 'O':
         return ForcedOnOwnChannel(operation, piece);
     case 'E':
@@ -233,7 +256,7 @@ Expected ExpectAt(const Operation& operation, std::size_t piece, char letter, co
     case 'A':
         return Ended(operation, piece, "run true; " + ThrownByRun(AMQP_STATUS_CONNECTION_CLOSED), connectionOnly);
     default:
-        return Later(operation, piece, letter);
+        return EndedBetween(operation, piece);
     }
 }
 

@@ -101,6 +101,8 @@ std::vector<Intrusion> Intrusions(const Operation& operation)
         {"basic.cancel, unknown consumer", MethodBytes(own, BasicCancel{.consumerTag = "unknown"})},
         {"basic.ack", MethodBytes(own, BasicAck{})},
         {"basic.ack, other channel", MethodBytes(otherChannel, BasicAck{})},
+        {"basic.ack with content", Message(own, Encode(BasicAck{}))},
+        {"basic.ack with content, other channel", Message(otherChannel, Encode(BasicAck{}))},
         {"delivery for an unknown tag", Message(own, deliver)},
         {"delivery on another channel", Message(otherChannel, deliver)},
         {"return on another channel", Message(otherChannel, Encode(BasicReturn{}))},

@@ -47,15 +47,11 @@ Expected ExpectSilence(const Operation& operation, std::size_t pieces)
 {
     const Awaiting awaiting = operation.answer[pieces].awaiting;
     Expected expected = Before(operation, pieces);
-    if (InLoop(awaiting) && !InReturn(awaiting))
+    if (InLoop(awaiting))
     {
         Follow(expected, "run empty");
-        Follow(expected, ThrownByRun(AMQP_STATUS_HEARTBEAT_TIMEOUT));
     }
-    else
-    {
-        FollowFailure(expected, awaiting, AMQP_STATUS_HEARTBEAT_TIMEOUT);
-    }
+    FollowFailure(expected, awaiting, AMQP_STATUS_HEARTBEAT_TIMEOUT);
     return expected;
 }
 

@@ -22,18 +22,6 @@
 #include "Fault.hpp"
 #include "Runner.hpp"
 
-// A peer may announce more than there is memory for; the sanitizers must answer as the system would.
-extern "C" const char* __asan_default_options();
-extern "C" const char* __asan_default_options()
-{
-    return "allocator_may_return_null=1";
-}
-extern "C" const char* __tsan_default_options();
-extern "C" const char* __tsan_default_options()
-{
-    return "allocator_may_return_null=1";
-}
-
 namespace
 {
 

@@ -19,15 +19,17 @@ Fuzz::FedSocket* current = nullptr; // what amqp_socket_open connects to
 namespace Fuzz
 {
 
-FedSocket::FedSocket(std::string_view octets)
+FedSocket::FedSocket(std::string_view octets, Then then)
 {
     int ends[2] = {-1, -1};
     Require(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends) == 0, "a pair of sockets");
     client = ends[0];
     broker = ends[1];
-    const ssize_t sent = ::send(broker, octets.data(), octets.size(), MSG_NOSIGNAL);
-    Require(sent == static_cast<ssize_t>(octets.size()), "a socket has room for the whole input");
-    ::shutdown(broker, SHUT_WR);
+    Require(Add(octets) == octets.size(), "a socket has room for the whole input");
+    if (then == Then::Ends)
+    {
+        End();
+    }
     current = this;
 }
 
@@ -39,6 +41,17 @@ FedSocket::~FedSocket()
     {
         ::close(client);
     }
+}
+
+std::size_t FedSocket::Add(std::string_view octets) const
+{
+    const ssize_t sent = octets.empty() ? 0 : ::send(broker, octets.data(), octets.size(), MSG_NOSIGNAL);
+    return sent < 0 ? 0 : static_cast<std::size_t>(sent);
+}
+
+void FedSocket::End() const
+{
+    ::shutdown(broker, SHUT_WR);
 }
 
 void FedSocket::Drain() const

@@ -14,13 +14,14 @@ namespace Fuzz
 
 using Frames = std::vector<Wire::Frame>;
 
-// The whole frames at the beginning; what follows them is dropped.
-inline Frames Split(std::string_view octets)
+// Calls `visit` with each whole frame at the beginning, and the place where it begins; what follows them is dropped.
+template <typename Visit>
+void EachFrame(std::string_view octets, Visit visit)
 {
-    Frames frames;
     Wire::Reader reader(octets);
     while (reader.Left() >= Wire::frameOverhead)
     {
+        const std::size_t begin = octets.size() - reader.Left();
         Wire::Frame frame;
         frame.type = reader.Octet();
         frame.channel = reader.Short();
@@ -31,8 +32,14 @@ inline Frames Split(std::string_view octets)
         }
         frame.payload = reader.Raw(length);
         reader.Octet();
-        frames.push_back(std::move(frame));
+        visit(begin, std::move(frame));
     }
+}
+
+inline Frames Split(std::string_view octets)
+{
+    Frames frames;
+    EachFrame(octets, [&frames](std::size_t, Wire::Frame&& frame) { frames.push_back(std::move(frame)); });
     return frames;
 }
 

@@ -3,9 +3,11 @@
 //   cmake --build --preset dev --target record-fuzz-seeds
 //   scripts/broker run -- build/dev/tests/fuzz/record-fuzz-seeds tests/fuzz/seeds
 //
-// The login is left out of them, for it names the broker's machine. One thread beside those of the proxies.
+// The login is left out of them, for it names the broker's machine. Those of the receive step are made, since no broker
+// says them. One thread beside those of the proxies.
 #include "Frames.hpp"
 #include "FullProperties.hpp"
+#include "InboundSeeds.hpp"
 #include "Session.hpp"
 #include "support/BrokerAddress.hpp"
 #include "support/Proxy.hpp"
@@ -216,6 +218,11 @@ try
     const std::filesystem::path root = arguments[1];
     Output output{{root, "DecodeTable"}, {root, "DecodeProperties"}, {root, "RunLoop"}, {root, "Replies"}};
     RecordAll(output);
+    Seeds receiving(root, "Inbound");
+    for (const auto& [name, octets] : Fuzz::InboundSeeds())
+    {
+        receiving.Add(name, octets);
+    }
     return EXIT_SUCCESS;
 }
 catch (const std::exception& error)

@@ -2,7 +2,6 @@
 #include "FedSocket.hpp"
 #include "Fuzz.hpp"
 #include "Handshake.hpp"
-#include "KnownFault.hpp"
 #include "Session.hpp"
 
 #include <string>
@@ -14,8 +13,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* octets, std::size_t size)
         return 0;
     }
     static const std::string start = Fuzz::LoginReplies() + Fuzz::ListeningReplies();
-    const std::string input = Fuzz::WithBasicHeaders({reinterpret_cast<const char*>(octets), size});
-    const Fuzz::ExpectedLeak leak(input);
+    const std::string input(reinterpret_cast<const char*>(octets), size);
     const Fuzz::FedSocket broker(start + input);
 
     Fuzz::Listening listening(Fuzz::Connect(1, "guest", "guest"), "first", "second");

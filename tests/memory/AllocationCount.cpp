@@ -92,6 +92,11 @@ AllocationCount Allocated()
     return count;
 }
 
+const AllocationCount& FiguresOfThisThread()
+{
+    return count;
+}
+
 void CountFromZero()
 {
     count = {};

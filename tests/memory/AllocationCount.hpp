@@ -15,6 +15,9 @@ struct AllocationCount
 // What the calling thread has allocated since its last CountFromZero.
 AllocationCount Allocated();
 
+// Returns the calling thread's own figures. Another thread may read them while this one waits for it.
+const AllocationCount& FiguresOfThisThread();
+
 void CountFromZero();
 
 // Fails the calling thread's allocation that comes after so many others; the next ones succeed again.

@@ -1,4 +1,5 @@
 // How much memory a body of 256 MiB in parts of 1 MiB takes: sending copies none of it, receiving copies it once.
+// Unsubscribing releases parts that wait before it cancels the consumer.
 #include "AllocationCount.hpp"
 #include "support/NumberedBody.hpp"
 #include "wire/Series.hpp"
@@ -121,4 +122,33 @@ TEST(MultipartMemory, ReceivingTakesLessThanTwiceTheBodyAnd16MebibytesAtATime)
     EXPECT_GT(count.peak, std::int64_t{2 * partSize * partCount}) << "less than the parts and the body: miscounted";
     // rabbitmq-c keeps the frames of one message until the next step.
     EXPECT_LT(count.live, std::int64_t{2 * partSize}) << "not released after the handler";
+}
+
+TEST(MultipartMemory, UnsubscribingReleasesWaitingPartsBeforeItSendsTheCancel)
+{
+    constexpr std::size_t waiting = 16;
+    const AllocationCount& ofTheClient = FiguresOfThisThread();
+    ScriptedBroker broker(OnConsumer(
+        [&](Dialogue& peer)
+        {
+            Sender sender(peer);
+            for (std::size_t index = 0; index < waiting; ++index)
+            {
+                sender.DeliverAcked(
+                    {.headers = PartHeaders(index, partCount, bodyHash), .body = std::string(Part(index))});
+            }
+            peer.Expect(1, BasicCancel{.consumerTag = "1/1"});
+            EXPECT_LT(ofTheClient.live, std::int64_t{4 * partSize});
+            peer.Send(1, BasicCancelOk{.consumerTag = "1/1"});
+        }));
+    const Client client(broker);
+    const std::string tag = client.channel->Subscribe("q", &Ignore, Amqp::Explicit, false, false);
+    CountFromZero();
+    for (std::size_t step = 0; step < waiting; ++step)
+    {
+        ASSERT_EQ(client.connection->Run(), std::optional(true));
+    }
+    EXPECT_GE(Allocated().live, std::int64_t{waiting * partSize});
+
+    client.channel->Unsubscribe(tag);
 }

@@ -201,10 +201,7 @@ TEST(DecodeProperties, CopiesTheText)
 
 TEST(MakeReceivedEnvelope, OfFlags0HasOnlyBit1000AndIsPersistent)
 {
-    amqp_message_t message{};
-    message.properties = Filled("received");
-
-    const Envelope envelope = MakeReceivedEnvelope(message);
+    const Envelope envelope = MakeReceivedEnvelope(Filled("received"), {});
 
     MetaData expected;
     expected.DeliveryMode(MetaData::Persistent);
@@ -214,11 +211,10 @@ TEST(MakeReceivedEnvelope, OfFlags0HasOnlyBit1000AndIsPersistent)
 
 TEST(MakeReceivedEnvelope, ReportsAReceivedDeliveryMode)
 {
-    amqp_message_t message{};
-    message.properties = Filled("received");
-    message.properties._flags = AMQP_BASIC_DELIVERY_MODE_FLAG | AMQP_BASIC_TYPE_FLAG;
+    amqp_basic_properties_t properties = Filled("received");
+    properties._flags = AMQP_BASIC_DELIVERY_MODE_FLAG | AMQP_BASIC_TYPE_FLAG;
 
-    const Envelope envelope = MakeReceivedEnvelope(message);
+    const Envelope envelope = MakeReceivedEnvelope(properties, {});
 
     EXPECT_EQ(envelope.DeliveryMode(), MetaData::NonPersistent);
     EXPECT_EQ(envelope.Type(), "received");
@@ -228,10 +224,7 @@ TEST(MakeReceivedEnvelope, ReportsAReceivedDeliveryMode)
 TEST(MakeReceivedEnvelope, ViewsTheBodyWithoutCopyingIt)
 {
     const std::string_view body = "body";
-    amqp_message_t message{};
-    message.body = ToBytes(body);
-
-    const Envelope envelope = MakeReceivedEnvelope(message);
+    const Envelope envelope = MakeReceivedEnvelope({}, body);
 
     EXPECT_EQ(envelope.Body(), body.data());
     EXPECT_EQ(envelope.Size(), 4U);

@@ -1,14 +1,12 @@
-// Which deliveries a reassembly buffer holds on to, and which it lets go: no socket, deliveries are made by hand.
-#include <memory>
+// Which parts a reassembly buffer holds on to, and which it lets go: no socket, deliveries are made by hand.
 #include <new>
 #include <string>
 #include <string_view>
-#include <utility>
+#include <variant>
 
 #include <gtest/gtest.h>
 
 #include "connection/ReassemblyBuffer.hpp"
-#include "values/Bytes.hpp"
 #include "values/PropertiesCodec.hpp"
 
 namespace
@@ -17,12 +15,27 @@ namespace
 using Amqp::ReassemblyBuffer;
 using Result = ReassemblyBuffer::Result;
 
-Amqp::ReceivedEnvelope Delivery(std::string_view body)
+// A delivery whose body lies where the test put it, and what the handler would see.
+struct Part
 {
-    Amqp::ReceivedEnvelope received(new amqp_envelope_t{}, Amqp::EnvelopeDeleter());
-    received->message.body = amqp_bytes_malloc_dup(Amqp::ToBytes(body));
-    return received;
-}
+    explicit Part(std::string_view body) { event.body = body; }
+
+    Result Into(ReassemblyBuffer& buffer, const Amqp::Table& headers)
+    {
+        const Amqp::EncodedTable encoded(headers);
+        properties._flags = headers.Empty() ? 0 : AMQP_BASIC_HEADERS_FLAG;
+        properties.headers = encoded.Get();
+        event.properties = &properties;
+        envelope = Amqp::MakeReceivedEnvelope(properties, event.body);
+        static_cast<void>(envelope.Headers()); // decoded while what they are decoded from is here
+        return buffer.Take(event, envelope, whole);
+    }
+
+    amqp_basic_properties_t properties{};
+    Amqp::Event event;
+    Amqp::Envelope envelope;
+    Amqp::Octets whole;
+};
 
 struct Numbers
 {
@@ -30,108 +43,97 @@ struct Numbers
     std::uint64_t total;
 };
 
-Result Take(ReassemblyBuffer& buffer, const Amqp::ReceivedEnvelope& received, const Amqp::Table& headers)
-{
-    const Amqp::EncodedTable encoded(headers);
-    received->message.properties._flags = AMQP_BASIC_HEADERS_FLAG;
-    received->message.properties.headers = encoded.Get();
-    return buffer.Take(received, Amqp::MakeReceivedEnvelope(received->message));
-}
-
-Result Take(ReassemblyBuffer& buffer, const Amqp::ReceivedEnvelope& received, Numbers numbers,
-            const std::string& hash = "h")
+Amqp::Table SeriesHeaders(Numbers numbers, const std::string& hash)
 {
     Amqp::Table headers;
     headers.Insert("x-vnd.zorat.multipart", true);
     headers.Insert("x-vnd.zorat.multipart.hash", hash);
     headers.Insert("x-vnd.zorat.multipart.index", numbers.index);
     headers.Insert("x-vnd.zorat.multipart.total", numbers.total);
-    return Take(buffer, received, headers);
+    return headers;
 }
 
-std::string_view Body(const Amqp::ReceivedEnvelope& received)
+Result Take(ReassemblyBuffer& buffer, std::string_view body, Numbers numbers, const std::string& hash = "h")
 {
-    return Amqp::ToView(received->message.body);
+    return Part(body).Into(buffer, SeriesHeaders(numbers, hash));
+}
+
+std::string_view Body(const Amqp::Envelope& envelope)
+{
+    return envelope.ViewBody(0, envelope.Size());
 }
 
 } // namespace
 
-TEST(ReassemblyBuffer, HoldsAStoredPartUntilTheBufferGoes)
+TEST(ReassemblyBuffer, LeavesAnOrdinaryMessageAlone)
 {
-    std::weak_ptr<amqp_envelope_t> watched;
+    ReassemblyBuffer buffer;
+    Part message("a");
+
+    EXPECT_EQ(message.Into(buffer, {}), Result::Ordinary);
+    EXPECT_EQ(Body(message.envelope), "a");
+}
+
+TEST(ReassemblyBuffer, OwnsTheBodyOfAStoredPart)
+{
+    ReassemblyBuffer buffer;
+    std::string body = "left";
+    EXPECT_EQ(Take(buffer, body, {0, 2}), Result::Stored);
+    body.assign(body.size(), '#');
+    Part right("right");
+
+    EXPECT_EQ(right.Into(buffer, SeriesHeaders({1, 2}, "h")), Result::Complete);
+
+    EXPECT_EQ(Body(right.envelope), "leftright");
+}
+
+TEST(ReassemblyBuffer, RefusesADuplicateAndLeavesItsBodyAlone)
+{
+    ReassemblyBuffer buffer;
+    Part second("second");
+
+    EXPECT_EQ(Take(buffer, "first", {0, 2}), Result::Stored);
+    EXPECT_EQ(second.Into(buffer, SeriesHeaders({0, 2}, "h")), Result::Duplicate);
+
+    EXPECT_EQ(Body(second.envelope), "second");
+}
+
+TEST(ReassemblyBuffer, PutsTheWholeBodyIntoTheCompletingPartWhereverItBelongs)
+{
+    for (const std::uint64_t last : {0U, 1U, 2U})
     {
         ReassemblyBuffer buffer;
-        watched = [&]
+        const std::string bodies[] = {"first", "", "third"};
+        for (std::uint64_t index = 0; index < 3; ++index)
         {
-            const auto part = Delivery("a");
-            EXPECT_EQ(Take(buffer, part, {0, 2}), Result::Stored);
-            return part;
-        }();
-        EXPECT_FALSE(watched.expired());
+            EXPECT_EQ(index == last || Take(buffer, bodies[index], {index, 3}) == Result::Stored, true);
+        }
+        Part completing(bodies[last]);
+
+        EXPECT_EQ(completing.Into(buffer, SeriesHeaders({last, 3}, "h")), Result::Complete);
+
+        EXPECT_EQ(Body(completing.envelope), "firstthird");
+        EXPECT_EQ(Take(buffer, "again", {0, 2}), Result::Stored); // nothing is left of the series
     }
-
-    EXPECT_TRUE(watched.expired());
-}
-
-TEST(ReassemblyBuffer, DoesNotHoldAnOrdinaryMessage)
-{
-    ReassemblyBuffer buffer;
-    const auto message = Delivery("a");
-
-    EXPECT_EQ(buffer.Take(message, Amqp::MakeReceivedEnvelope(message->message)), Result::Ordinary);
-    EXPECT_EQ(message.use_count(), 1);
-}
-
-TEST(ReassemblyBuffer, DoesNotHoldADuplicateAndLeavesItsBodyAlone)
-{
-    ReassemblyBuffer buffer;
-    const auto first = Delivery("first");
-    const auto second = Delivery("second");
-
-    EXPECT_EQ(Take(buffer, first, {0, 2}), Result::Stored);
-    EXPECT_EQ(Take(buffer, second, {0, 2}), Result::Duplicate);
-
-    EXPECT_EQ(first.use_count(), 2);
-    EXPECT_EQ(second.use_count(), 1);
-    EXPECT_EQ(Body(second), "second");
-}
-
-TEST(ReassemblyBuffer, LetsEveryPartGoOnCompletionAndPutsTheWholeBodyIntoTheCompletingOne)
-{
-    ReassemblyBuffer buffer;
-    const auto right = Delivery("right");
-    const auto left = Delivery("left");
-
-    EXPECT_EQ(Take(buffer, right, {1, 2}), Result::Stored);
-    EXPECT_EQ(Take(buffer, left, {0, 2}), Result::Complete);
-
-    EXPECT_EQ(Body(left), "leftright");
-    EXPECT_EQ(Body(right), "right");
-    EXPECT_EQ(left.use_count(), 1);
-    EXPECT_EQ(right.use_count(), 1);
 }
 
 TEST(ReassemblyBuffer, KeepsTheOtherSeriesOnCompletion)
 {
     ReassemblyBuffer buffer;
-    const auto other = Delivery("other");
-    const auto whole = Delivery("whole");
 
-    EXPECT_EQ(Take(buffer, other, {0, 2}, "another"), Result::Stored);
-    EXPECT_EQ(Take(buffer, whole, {0, 1}), Result::Complete);
+    EXPECT_EQ(Take(buffer, "other", {0, 2}, "another"), Result::Stored);
+    EXPECT_EQ(Take(buffer, "whole", {0, 1}), Result::Complete);
 
-    EXPECT_EQ(other.use_count(), 2);
-    EXPECT_EQ(Take(buffer, Delivery("again"), {0, 2}, "another"), Result::Duplicate);
+    EXPECT_EQ(Take(buffer, "again", {0, 2}, "another"), Result::Duplicate);
 }
 
 TEST(ReassemblyBuffer, HoldsNothingWhenTheHashIsNoText)
 {
     ReassemblyBuffer buffer;
-    const auto part = Delivery("a");
     Amqp::Table headers;
     headers.Insert("x-vnd.zorat.multipart", true);
     headers.Insert("x-vnd.zorat.multipart.hash", 1);
 
-    EXPECT_THROW(Take(buffer, part, headers), std::bad_variant_access);
-    EXPECT_EQ(part.use_count(), 1);
+    EXPECT_THROW(Part("a").Into(buffer, headers), std::bad_variant_access);
+    EXPECT_EQ(Take(buffer, "a", {0, 2}, "1"), Result::Stored);
 }

@@ -1,64 +1,96 @@
-// Messages that are written past rabbitmq-c: octet by octet what it writes itself.
-#include "Messaging.hpp"
-#include "Transport.hpp"
-#include "connection/MessageFrames.hpp"
-
+// Messages as the library writes them: byte by byte what rabbitmq-c writes, which is not asked to.
+#include <algorithm>
 #include <functional>
 #include <string>
 #include <vector>
+
+#include "Messaging.hpp"
+#include "Transport.hpp"
+#include "engine/MessageFrames.hpp"
 
 namespace
 {
 
 using namespace Transport;
 
-constexpr std::size_t mostAtOnce = Amqp::MessageFrames::mostOfHead;
+constexpr std::size_t mostOfHead = Amqp::MessageFrames::mostOfHead;
+constexpr std::size_t mostCopied = Amqp::MessageFrames::mostCopied;
+constexpr int largeFrameMax = 131072;
 
-// Gives the frames, for a look at how many there are.
-std::vector<Frame> ExpectSame(const Publishing& publish)
+// Returns the frames, for a look at how many there are.
+std::vector<Frame> ExpectSame(const std::vector<Message>& messages, int frameMax = smallestFrameMax)
 {
-    throughRabbitMqC = 0;
-    std::vector<Frame> frames = FramesOf(publish, Way::ThroughRabbitMqC);
-    EXPECT_GT(throughRabbitMqC, 0U);
-    EXPECT_EQ(FramesOf(publish, Way::Direct), frames);
-    EXPECT_EQ(FramesOf(publish, Way::InABatch), frames);
+    std::vector<Frame> frames = FramesOfRabbitMqC(messages, frameMax);
+    for (const Way way : everyWay)
+    {
+        EXPECT_TRUE(Publish(messages, way, frameMax).frames == frames) << "way " << static_cast<int>(way);
+    }
     return frames;
+}
+
+Message WithHeaders(std::size_t size, std::size_t bodySize)
+{
+    Amqp::Table inner;
+    inner.Insert("number", 1);
+    Amqp::Table nested;
+    nested.Insert("inner", inner);
+    Message message{.body = std::string(bodySize, 'b')};
+    message.envelope.Headers().Insert("nested", nested);
+    message.envelope.Headers().Insert("long", std::string(size, 'h'));
+    return message;
 }
 
 } // namespace
 
 TEST(DirectWrite, OfBodiesOfEverySizeUpToSomeFrames)
 {
-    const auto frames = ExpectSame(
-        [](Amqp::Channel& channel)
-        {
-            for (int size = 0; size < 2 * smallestFrameMax; size += size % 256 < 4 ? 1 : 17)
-            {
-                channel.Publish("", "q", std::string(static_cast<std::size_t>(size), 'b'), 0, {});
-            }
-        });
+    std::vector<Message> messages;
+    for (int size = 0; size < 2 * smallestFrameMax; size += size % 256 < 4 ? 1 : 17)
+    {
+        messages.push_back({.body = std::string(static_cast<std::size_t>(size), 'b')});
+    }
 
-    EXPECT_GT(frames.size(), 1000U);
+    EXPECT_GT(ExpectSame(messages).size(), 1000U);
 }
 
 TEST(DirectWrite, OfFullFrames)
 {
-    const auto frames = ExpectSame(PublishSizes);
+    const auto frames = ExpectSame(MessagesOfAllShapes());
 
     EXPECT_EQ(frames.size(), 11U * 2 + 0 + 1 + 1 + 1 + 1 + 1 + 2 + 2 + 2 + 2 + 3 + 1);
 }
 
+// One of them fills one call of the kernel to the last frame.
+TEST(DirectWrite, OfHundredsOfFrames)
+{
+    constexpr std::size_t full = smallestFrameMax - 8;
+    constexpr std::size_t most = Amqp::MessageFrames::mostFrames;
+    std::vector<Message> messages;
+    for (const std::size_t frames : {most - 1, most, most + 1, 2 * most, 5 * most})
+    {
+        for (const std::size_t size : {frames * full - 1, frames * full, frames * full + 1})
+        {
+            messages.push_back({.body = std::string(size, 'b')});
+        }
+    }
+
+    EXPECT_GT(ExpectSame(messages).size(), 3 * 9 * most);
+}
+
 TEST(DirectWrite, ThatTheKernelTakesInBits)
 {
-    const auto whole = FramesOf(PublishSizes, Way::Direct);
+    const std::vector<Message> messages = MessagesOfAllShapes();
+    const auto whole = FramesOfRabbitMqC(messages);
 
-    for (const std::size_t octets : {7U, 64U, 1000U, 4095U})
+    for (const std::size_t bytes : {7U, 64U, 1000U, 4095U})
     {
-        atOnce = octets;
-        EXPECT_EQ(FramesOf(PublishSizes, Way::Direct), whole);
-        EXPECT_EQ(FramesOf(PublishSizes, Way::InABatch), whole);
+        for (const Way way : everyWay)
+        {
+            atOnce = bytes;
+            EXPECT_TRUE(Publish(messages, way).frames == whole) << "way " << static_cast<int>(way) << ", " << bytes;
+            atOnce = SIZE_MAX;
+        }
     }
-    atOnce = SIZE_MAX;
 }
 
 TEST(DirectWrite, OfEachPropertyAlone)
@@ -78,60 +110,65 @@ TEST(DirectWrite, OfEachPropertyAlone)
                                       [&](auto& envelope) { envelope.Priority(9); },
                                       [&](auto& envelope) { envelope.TimeStamp(UINT64_MAX); },
                                       [&](auto& envelope) { envelope.Headers(Amqp::Table()); }};
+    std::vector<Message> messages;
+    Message all{.body = "all"};
+    for (const Set& set : setters)
+    {
+        messages.push_back(
+            {.body = "alone", .envelope = Amqp::Envelope(std::string_view(), Amqp::MetaData::NonPersistent)});
+        set(messages.back().envelope);
+        set(all.envelope);
+    }
+    messages.push_back(all);
 
-    ExpectSame(
-        [&](Amqp::Channel& channel)
-        {
-            Amqp::Envelope all("all", Amqp::MetaData::Persistent);
-            for (const Set& set : setters)
-            {
-                Amqp::Envelope alone("alone", Amqp::MetaData::NonPersistent);
-                set(alone);
-                set(all);
-                channel.Publish("", "q", alone, 0, {});
-            }
-            channel.Publish("", "q", all, 0, {});
-        });
+    ExpectSame(messages);
 }
 
-// Together they come to the limit at every octet of the header frame, and beyond it, with a body and without.
+// The head reaches the size that has its own place at every byte of the header frame, and exceeds it, with a body and
+// without one.
 TEST(DirectWrite, OfHeadersAroundTheLimitOfTheHead)
 {
-    constexpr std::size_t besides = 100; // octets of the head, without the long header
-    constexpr std::size_t largest = mostAtOnce - besides;
-    constexpr std::size_t beyond = 9;
-    const auto publish = [](Amqp::Channel& channel)
+    constexpr std::size_t besides = 100; // bytes of the head, without the long header
+    std::vector<Message> messages;
+    for (std::size_t size = mostOfHead - 2 * besides; size <= mostOfHead - besides + 9; ++size)
     {
-        Amqp::Table inner;
-        inner.Insert("number", 1);
-        Amqp::Table nested;
-        nested.Insert("inner", inner);
-        for (std::size_t size = largest - besides; size <= largest + beyond; ++size)
+        messages.push_back(WithHeaders(size, size % 2 == 0 ? mostCopied : 0));
+    }
+
+    ExpectSame(messages);
+}
+
+// The longest one fills its frame to the end. After each comes a message with a short head, which has its place
+// elsewhere.
+TEST(DirectWrite, OfHeadersUpToAFullFrame)
+{
+    constexpr std::size_t largest = largeFrameMax - frameOverhead;
+    const std::size_t besides =
+        FramesOfRabbitMqC({WithHeaders(mostOfHead, 0)}, largeFrameMax).at(1).payload.size() - mostOfHead;
+    std::vector<Message> messages;
+    for (const std::size_t size : {2 * mostOfHead, largest / 2, largest - besides - 1, largest - besides})
+    {
+        for (const std::size_t bodySize : {std::size_t{0}, std::size_t{1}, mostCopied + 1, 3 * largest})
         {
-            const std::string body(size % 2 == 0 ? Amqp::MessageFrames::mostCopied : 0, 'b');
-            Amqp::Envelope envelope(body, Amqp::MetaData::Persistent);
-            envelope.Headers().Insert("nested", nested);
-            envelope.Headers().Insert("long", std::string(size, 'h'));
-            channel.Publish("", "q", envelope, 0, {});
+            messages.push_back(WithHeaders(size, bodySize));
+            messages.push_back({.body = "small"});
         }
-    };
+    }
 
-    ExpectSame(publish);
+    const auto frames = ExpectSame(messages, largeFrameMax);
 
-    throughRabbitMqC = 0;
-    FramesOf(publish, Way::Direct);
-    EXPECT_EQ(throughRabbitMqC, beyond);
+    EXPECT_EQ(frames.size(), 4U * (4 * 2 + 0 + 1 + 1 + 3 + 4 * 3) + 1);
+    EXPECT_EQ(std::count_if(frames.begin(), frames.end(),
+                            [](const Frame& frame)
+                            { return frame.type == headerFrame && frame.payload.size() == largest; }),
+              4);
 }
 
 TEST(DirectWrite, OfTheLongestNamesAndOfACallback)
 {
     const std::string longest(255, 'n');
 
-    ExpectSame(
-        [&](Amqp::Channel& channel)
-        {
-            channel.Publish(longest, longest, "body", 0, {});
-            channel.Publish(longest, longest, "body", 0, Unexpected());
-            channel.Publish("", "", "body", 0, Unexpected());
-        });
+    ExpectSame({{.body = "body", .exchange = longest, .routingKey = longest},
+                {.body = "body", .exchange = longest, .routingKey = longest, .hasCallback = true},
+                {.body = "body", .routingKey = "", .hasCallback = true}});
 }

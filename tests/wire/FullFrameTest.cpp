@@ -1,6 +1,8 @@
-// Bodies that fill their last frame to the end: rabbitmq-c announces more to the kernel, which would hold the tail back
-// for a fifth of a second. It writes messages with long headers.
+// Bodies that fill their last frame to the end: nothing may announce more to the kernel then, which would hold the tail
+// back for a fifth of a second, as it does with rabbitmq-c.
 #include <algorithm>
+#include <array>
+#include <future>
 
 #include "Messaging.hpp"
 #include "OverTls.hpp"
@@ -11,45 +13,44 @@ namespace
 using Clock = std::chrono::steady_clock;
 
 constexpr int frameMax = 4096;
-constexpr std::size_t longHeader = 4040; // fits into a frame, but not with the method into what is written directly
+constexpr std::size_t longHeader = 4040; // fits into a frame, but not with the method into the place of most heads
 constexpr int rounds = 5;
 
 enum class FullFrameWay
 {
-    Direct,
+    ShortHeaders,
     LongHeaders,
     OverTls
 };
 
-// The fastest of some rounds from a publish to what the broker sends when it has the whole message. With the tail held
-// back none of them is fast; on a busy machine some may be slow for other reasons.
+// The fastest of some rounds from a publish to when the broker has the whole message, with nothing else asked of the
+// library meanwhile. With the tail held back none of them is fast; on a busy machine some may be slow for other
+// reasons.
 Clock::duration FastestRound(std::size_t bodySize, FullFrameWay way)
 {
     const bool tls = way == FullFrameWay::OverTls;
     const std::string body(bodySize, 'b');
+    std::array<std::promise<Clock::time_point>, rounds> received;
     ScriptedBroker broker(
         [&](Dialogue& peer)
         {
             peer.Login(LoginOver(tls, {.frameMax = frameMax}));
             peer.OpenChannel(1);
-            AcceptConsumer(peer, 1, /*noAck*/ true);
-            for (int i = 0; i < rounds; ++i)
+            for (auto& whole : received)
             {
                 peer.Expect(1, BasicPublish{.routingKey = "q"});
                 EXPECT_EQ(peer.ReadFrame().type, headerFrame);
-                for (std::size_t received = 0; received < bodySize;)
+                for (std::size_t size = 0; size < bodySize;)
                 {
-                    received += peer.ReadFrame().payload.size();
+                    size += peer.ReadFrame().payload.size();
                 }
-                peer.Deliver(1, {.consumerTag = "1/1"}, {}, "received");
+                whole.set_value(Clock::now());
             }
             peer.CloseChannel(1);
             peer.CloseConnection();
         },
         {.tls = tls});
-    const auto connection = LogIn(broker, {.frameMax = frameMax}, tls);
-    const auto channel = OpenChannel(connection);
-    channel->Subscribe("q", Ignore, Amqp::Auto, false, false);
+    const auto channel = OpenChannel(LogIn(broker, {.frameMax = frameMax}, tls));
 
     Amqp::Envelope message(body, Amqp::MetaData::Persistent);
     if (way == FullFrameWay::LongHeaders)
@@ -57,12 +58,17 @@ Clock::duration FastestRound(std::size_t bodySize, FullFrameWay way)
         message.Headers().Insert("long", std::string(longHeader, 'h'));
     }
     auto fastest = Clock::duration::max();
-    for (int i = 0; i < rounds; ++i)
+    for (auto& whole : received)
     {
         const auto start = Clock::now();
         channel->Publish("", "q", message, 0, {});
-        EXPECT_EQ(connection->Run(), true);
-        fastest = std::min(fastest, Clock::now() - start);
+        auto end = whole.get_future();
+        if (end.wait_for(5s) != std::future_status::ready)
+        {
+            ADD_FAILURE() << "the message has not arrived";
+            break;
+        }
+        fastest = std::min(fastest, end.get() - start);
     }
     return fastest;
 }
@@ -71,7 +77,7 @@ Clock::duration FastestRound(std::size_t bodySize, FullFrameWay way)
 
 TEST(FullFrame, IsNotHeldBack)
 {
-    for (const FullFrameWay way : {FullFrameWay::Direct, FullFrameWay::LongHeaders, FullFrameWay::OverTls})
+    for (const FullFrameWay way : {FullFrameWay::ShortHeaders, FullFrameWay::LongHeaders, FullFrameWay::OverTls})
     {
         EXPECT_LT(FastestRound(frameMax - 8, way), 100ms);
     }
@@ -79,7 +85,7 @@ TEST(FullFrame, IsNotHeldBack)
 
 TEST(FullFrame, IsNotHeldBackAfterOthers)
 {
-    for (const FullFrameWay way : {FullFrameWay::Direct, FullFrameWay::LongHeaders, FullFrameWay::OverTls})
+    for (const FullFrameWay way : {FullFrameWay::ShortHeaders, FullFrameWay::LongHeaders, FullFrameWay::OverTls})
     {
         EXPECT_LT(FastestRound(std::size_t{3} * (frameMax - 8), way), 100ms);
     }

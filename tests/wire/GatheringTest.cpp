@@ -1,5 +1,5 @@
 // When what was gathered goes out, to the message and to the octet, seen on a socket of rabbitmq-c's own.
-#include "connection/Gathering.hpp"
+#include "engine/Gathering.hpp"
 
 #include <chrono>
 #include <functional>

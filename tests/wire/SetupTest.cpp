@@ -1,6 +1,6 @@
-// Connections that cannot be set up before anything is sent, a login over TLS, and channel numbers from the first to
-// the last. Stands in for functions of rabbitmq-c, so that they fail or answer as a test wants; an executable of its
-// own, since all others shall have the real ones.
+// Connections that cannot be set up before anything is sent, and a login over TLS. Stands in for functions of
+// rabbitmq-c, so that they fail when a test wants it; an executable of its own, since all others shall have the real
+// ones.
 #include "ClientSocket.hpp"
 #include "Messaging.hpp"
 #include "OverTls.hpp"
@@ -15,8 +15,6 @@ namespace
 
 bool noConnection = false;
 bool noTcpSocket = false;
-bool opensAtOnce = false;       // a channel is opened, and nothing sent
-std::uint16_t openedAtOnce = 0; // the last one
 
 template <typename Function>
 Function* Real(const char* name)
@@ -55,28 +53,6 @@ amqp_connection_state_t AMQP_CALL amqp_new_connection()
 amqp_socket_t* AMQP_CALL amqp_tcp_socket_new(amqp_connection_state_t state)
 {
     return noTcpSocket ? nullptr : Real<decltype(amqp_tcp_socket_new)>("amqp_tcp_socket_new")(state);
-}
-
-amqp_channel_open_ok_t* AMQP_CALL amqp_channel_open(amqp_connection_state_t state, amqp_channel_t channel)
-{
-    if (!opensAtOnce)
-    {
-        return Real<decltype(amqp_channel_open)>("amqp_channel_open")(state, channel);
-    }
-    openedAtOnce = channel;
-    static amqp_channel_open_ok_t openOk{};
-    return &openOk;
-}
-
-amqp_rpc_reply_t AMQP_CALL amqp_channel_close(amqp_connection_state_t state, amqp_channel_t channel, int code)
-{
-    if (!opensAtOnce)
-    {
-        return Real<decltype(amqp_channel_close)>("amqp_channel_close")(state, channel, code);
-    }
-    amqp_rpc_reply_t reply{};
-    reply.reply_type = AMQP_RESPONSE_NORMAL;
-    return reply;
 }
 
 TEST(Setup, RaisesARuntimeErrorWhenRabbitMqCGivesNoConnection)
@@ -130,20 +106,4 @@ TEST(Setup, GathersNothingOverTls)
 
     EXPECT_EQ(HeldBack(SocketTo(broker.Port())), 0);
     EXPECT_FALSE(IsCorked(SocketTo(broker.Port())));
-}
-
-// The first goes over the wire: what its reply leaves behind is what is asked for after all the others.
-TEST(Setup, NumbersChannelsUpTo65535AndThenFrom0)
-{
-    ScriptedBroker broker(OnChannel([](Dialogue&) {}));
-    const Client client(broker);
-    const During during(opensAtOnce);
-
-    for (std::uint32_t number = 2; number <= 65535; ++number)
-    {
-        ASSERT_EQ(OpenChannel(client.connection)->Token(), number);
-        ASSERT_EQ(openedAtOnce, number);
-    }
-    EXPECT_EQ(OpenChannel(client.connection)->Token(), 0);
-    EXPECT_EQ(openedAtOnce, 0);
 }

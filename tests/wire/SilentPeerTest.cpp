@@ -261,7 +261,7 @@ TEST_P(BusyPeer, ThatHasNoRoomToSendIsAlive)
     }
 }
 
-// A frame that is larger than the socket's buffer is made smaller.
+// The socket takes such a frame in parts, and the peer's heartbeats are read between them.
 TEST_P(BusyPeer, ThatReadsNothingIsWaitedForWithAFrameLargerThanTheSocket)
 {
     constexpr int frameMax = 32 << 20;

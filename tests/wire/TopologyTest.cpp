@@ -156,9 +156,9 @@ INSTANTIATE_TEST_SUITE_P(Flags, TopologyDialogue, testing::ValuesIn(EachFlagAlon
 INSTANTIATE_TEST_SUITE_P(Types, TopologyDialogue, testing::ValuesIn(EachExchangeType()), nameOfOperation);
 INSTANTIATE_TEST_SUITE_P(Names, TopologyDialogue, testing::ValuesIn(EachUnusualName()), nameOfOperation);
 
-TEST_P(TopologyTooLongName, IsThrownAsLibraryAndNothingIsWrittenAndTheChannelStaysUsable)
+TEST_P(TopologyTooLongName, IsThrownAsLibraryAndNothingIsWrittenAndTheDroppedChannelStaysUsable)
 {
-    ScriptedBroker broker(OnChannel(
+    ScriptedBroker broker(OnDroppedChannel(
         [](Dialogue& peer)
         {
             peer.Expect(1, QueuePurge{.queue = "q"});

@@ -1,20 +1,29 @@
 #include "Transport.hpp"
 
+#include "Messaging.hpp"
 #include "OverTls.hpp"
-#include "connection/MessageFrames.hpp"
+#include "engine/MessageFrames.hpp"
+#include "support/BareClient.hpp"
+#include "values/Bytes.hpp"
+#include "values/PropertiesCodec.hpp"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <dlfcn.h>
 #include <optional>
 #include <sys/socket.h>
 #include <sys/uio.h>
+#include <thread>
+#include <utility>
 
 namespace Transport
 {
 
-std::size_t throughRabbitMqC = 0;
 std::size_t atOnce = SIZE_MAX;
+thread_local std::size_t writes = 0;
+thread_local std::size_t refusals = 0;
+thread_local std::chrono::milliseconds delay{0};
 
 namespace
 {
@@ -25,26 +34,32 @@ Function* Real(const char* name)
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
+// Notes what comes on channel 1 until a queue "end" is to be purged.
+ScriptedBroker::Script Note(std::vector<Frame>& frames, bool tls, int frameMax)
+{
+    return [&frames, tls, frameMax](Dialogue& peer)
+    {
+        peer.Login(LoginOver(tls, {.frameMax = static_cast<std::uint32_t>(frameMax)}));
+        peer.OpenChannel(1);
+        const std::string end = Encode(QueuePurge{.queue = "end"});
+        for (frames.push_back(peer.ReadFrame()); frames.back().payload != end; frames.push_back(peer.ReadFrame()))
+        {
+        }
+        peer.Send(1, QueuePurgeOk{});
+        peer.Receive<ChannelClose>(1);
+        peer.Send(1, ChannelCloseOk{});
+        peer.Receive<ConnectionClose>(0);
+        peer.Send(0, ConnectionCloseOk{});
+    };
+}
+
 } // namespace
 
-std::vector<Frame> FramesOf(const Publishing& publish, Way way, int frameMax)
+Published Publish(const std::vector<Message>& messages, Way way, int frameMax)
 {
-    const bool tls = way == Way::ThroughRabbitMqC;
-    std::vector<Frame> frames;
-    ScriptedBroker broker(
-        [&](Dialogue& peer)
-        {
-            peer.Login(LoginOver(tls, {.frameMax = static_cast<std::uint32_t>(frameMax)}));
-            peer.OpenChannel(1);
-            const std::string end = Encode(QueuePurge{.queue = "end"});
-            for (frames.push_back(peer.ReadFrame()); frames.back().payload != end; frames.push_back(peer.ReadFrame()))
-            {
-            }
-            peer.Send(1, QueuePurgeOk{});
-            peer.CloseChannel(1);
-            peer.CloseConnection();
-        },
-        {.tls = tls});
+    const bool tls = way == Way::OverTls;
+    Published published;
+    ScriptedBroker broker(Note(published.frames, tls, frameMax), {.tls = tls});
     {
         const auto channel = OpenChannel(LogIn(broker, {.frameMax = frameMax}, tls));
         std::optional<Amqp::Batch> batch;
@@ -52,42 +67,83 @@ std::vector<Frame> FramesOf(const Publishing& publish, Way way, int frameMax)
         {
             batch.emplace(*channel);
         }
-        publish(*channel);
+        for (const Message& message : messages)
+        {
+            Amqp::Envelope envelope = message.envelope;
+            envelope.SetBody(message.body.data(), message.body.size());
+            const std::size_t before = writes;
+            channel->Publish(message.exchange, message.routingKey, envelope, 0,
+                             message.hasCallback ? Unexpected() : Amqp::PublishCallback());
+            published.writes.push_back(writes - before);
+        }
         channel->PurgeQueue("end");
+    }
+    broker.Finish();
+    return published;
+}
+
+std::vector<Frame> FramesOfRabbitMqC(const std::vector<Message>& messages, int frameMax)
+{
+    std::vector<Frame> frames;
+    ScriptedBroker broker(Note(frames, /*tls*/ false, frameMax));
+    {
+        BareClient client({.port = broker.Port()}, frameMax);
+        int callbacks = 0;
+        for (const Message& message : messages)
+        {
+            Amqp::EncodedProperties properties = Amqp::EncodeProperties(message.envelope);
+            std::string number;
+            if (message.hasCallback)
+            {
+                number = std::to_string(++callbacks);
+                properties.value.message_id = Amqp::ToBytes(number);
+                properties.value._flags |= AMQP_BASIC_MESSAGE_ID_FLAG;
+            }
+            client.Publish(message.exchange, message.routingKey, properties.value, message.body, message.hasCallback);
+        }
+        amqp_queue_purge(client.State(), 1, Amqp::ToBytes("end"));
+        client.CloseChannel(1);
     }
     broker.Finish();
     return frames;
 }
 
-void PublishSizes(Amqp::Channel& channel)
+std::vector<Message> MessagesOfAllShapes()
 {
     constexpr std::size_t full = smallestFrameMax - 8;
     constexpr std::size_t copied = Amqp::MessageFrames::mostCopied;
+    std::vector<Message> messages;
     for (const std::size_t size : {std::size_t{0}, std::size_t{1}, copied, copied + 1, full - 1, full, full + 1,
                                    full + copied, full + copied + 1, 2 * full, 2 * full + 1})
     {
-        channel.Publish("", "q", std::string(size, 'b'), 0, {});
+        messages.push_back({.body = std::string(size, 'b')});
     }
+    return messages;
 }
 
 } // namespace Transport
 
-int AMQP_CALL amqp_basic_publish(amqp_connection_state_t state, amqp_channel_t channel, amqp_bytes_t exchange,
-                                 amqp_bytes_t routingKey, amqp_boolean_t mandatory, amqp_boolean_t immediate,
-                                 const amqp_basic_properties_t* properties, amqp_bytes_t body)
+ssize_t send(int socket, const void* bytes, std::size_t size, int flags)
 {
-    ++Transport::throughRabbitMqC;
-    return Transport::Real<decltype(amqp_basic_publish)>("amqp_basic_publish")(state, channel, exchange, routingKey,
-                                                                               mandatory, immediate, properties, body);
+    ++Transport::writes;
+    if (Transport::refusals > 0)
+    {
+        --Transport::refusals;
+        errno = EAGAIN;
+        return -1;
+    }
+    return Transport::Real<decltype(send)>("send")(socket, bytes, std::min(size, Transport::atOnce), flags);
 }
 
-ssize_t send(int socket, const void* octets, std::size_t size, int flags)
+ssize_t recv(int socket, void* place, std::size_t size, int flags)
 {
-    return Transport::Real<decltype(send)>("send")(socket, octets, std::min(size, Transport::atOnce), flags);
+    std::this_thread::sleep_for(std::exchange(Transport::delay, 0ms));
+    return Transport::Real<decltype(recv)>("recv")(socket, place, size, flags);
 }
 
 ssize_t sendmsg(int socket, const msghdr* message, int flags)
 {
+    ++Transport::writes;
     std::vector<iovec> pieces(message->msg_iov, message->msg_iov + message->msg_iovlen);
     std::size_t left = Transport::atOnce;
     for (iovec& piece : pieces)

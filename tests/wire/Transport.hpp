@@ -1,36 +1,56 @@
-// The ways in which a message gets onto the wire, and what goes through rabbitmq-c. For an executable of its own, which
-// stands in for functions of rabbitmq-c and of the system.
+// The ways in which messages get onto the wire, beside rabbitmq-c, which writes them by itself. For an executable of
+// its own, which stands in for functions of the system.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
-#include <functional>
+#include <string>
 #include <vector>
 
-#include <amqp/Channel.hpp>
+#include <amqp/Envelope.hpp>
 
 #include "support/Content.hpp"
 
 namespace Transport
 {
 
-extern std::size_t throughRabbitMqC; // messages, so far
-extern std::size_t atOnce;           // octets that the kernel takes at most
+extern std::size_t atOnce;                           // bytes that the kernel takes at most
+extern thread_local std::size_t writes;              // calls of this thread that hand bytes to the kernel, so far
+extern thread_local std::size_t refusals;            // next sends of this thread for which the kernel has no room
+extern thread_local std::chrono::milliseconds delay; // of the next bytes that this thread reads
 
 constexpr int smallestFrameMax = 4096;
 
-enum class Way
+// What a test publishes in one way and in another.
+struct Message
 {
-    Direct,
-    InABatch,
-    ThroughRabbitMqC // over TLS
+    std::string body{};
+    std::string exchange{};
+    std::string routingKey = "q";
+    bool hasCallback = false;
+    Amqp::Envelope envelope{std::string_view(), Amqp::MetaData::Persistent}; // without the body
 };
 
-using Publishing = std::function<void(Amqp::Channel&)>;
+enum class Way
+{
+    OverTcp,
+    InABatch,
+    OverTls
+};
 
-// What a broker receives, up to a call that ends it.
-std::vector<Wire::Frame> FramesOf(const Publishing& publish, Way way, int frameMax = smallestFrameMax);
+constexpr Way everyWay[] = {Way::OverTcp, Way::InABatch, Way::OverTls};
+
+struct Published
+{
+    std::vector<Wire::Frame> frames; // as a broker receives them, up to a call that ends it
+    std::vector<std::size_t> writes; // for each message
+};
+Published Publish(const std::vector<Message>& messages, Way way, int frameMax = smallestFrameMax);
+
+// The same frames from rabbitmq-c, which the library does not ask to write messages.
+std::vector<Wire::Frame> FramesOfRabbitMqC(const std::vector<Message>& messages, int frameMax = smallestFrameMax);
 
 // Messages of every shape: with no body, with one in the first piece, in pieces of its own and in several frames.
-void PublishSizes(Amqp::Channel& channel);
+std::vector<Message> MessagesOfAllShapes();
 
 } // namespace Transport

@@ -188,9 +188,9 @@ TEST(Stop, FromAnotherThreadTakesEffectAtTheNextStep)
     EXPECT_EQ(client.connection->Run(1ms), std::nullopt);
 }
 
-TEST(Run, RefusesANegativeWaitAtNoCost)
+TEST(Run, RefusesANegativeWaitAndDropsTheChannels)
 {
-    ScriptedBroker broker(OnChannel([](Dialogue&) {}));
+    ScriptedBroker broker(OnDroppedChannel([](Dialogue&) {}));
     const Client client(broker);
 
     EXPECT_THAT(ErrorOf([&] { client.connection->Run(-1us); }),

@@ -1,0 +1,64 @@
+// Starting and ending consumers.
+#include "connection/ConnectionImpl.hpp"
+
+#include "values/Bytes.hpp"
+
+#include <string>
+#include <utility>
+
+namespace Amqp
+{
+
+void Connection::ConnectionImpl::Subscribe(Channel& channel, std::string_view consumerTag, DeliveryHandler handler,
+                                           std::string_view queue, AcknowledgeMode mode, bool noLocal, bool exclusive)
+{
+    amqp_basic_consume_t consume{};
+    consume.queue = ToBytes(queue);
+    consume.consumer_tag = ToBytes(consumerTag);
+    consume.no_local = noLocal;
+    consume.no_ack = mode == Auto;
+    consume.exclusive = exclusive;
+    if (Call(channel, {queue, consumerTag}, {AMQP_BASIC_CONSUME_METHOD, &consume, AMQP_BASIC_CONSUME_OK_METHOD}))
+    {
+        consumers.Add(consumerTag, Consumers::Owned(new Subscription(std::move(handler), mode)));
+    }
+}
+
+void Connection::ConnectionImpl::Unsubscribe(Channel& channel, std::string_view consumerTag)
+{
+    // The handler goes before the broker is told, and may take the tag with it, or the channel.
+    const std::string tag(consumerTag);
+    const auto kept = channel.weak_from_this().lock();
+    const std::weak_ptr<void> watch = channel.Watch();
+    Consumers::Owned forgotten = consumers.Take(tag);
+    if (!forgotten)
+    {
+        return;
+    }
+    forgotten.reset();
+    if (watch.expired())
+    {
+        return;
+    }
+    FindParkedClose(channel.Token());
+    if (watch.expired() || channels.IsClosed(channel.Token()))
+    {
+        return; // a consumer goes with its channel
+    }
+    amqp_basic_cancel_t cancel{};
+    cancel.consumer_tag = ToBytes(tag);
+    Call(channel, {tag}, {AMQP_BASIC_CANCEL_METHOD, &cancel, AMQP_BASIC_CANCEL_OK_METHOD});
+}
+
+void Connection::Subscribe(Channel& channel, std::string_view consumerTag, DeliveryHandler handler,
+                           std::string_view queue, AcknowledgeMode mode, bool noLocal, bool exclusive) const
+{
+    impl->Subscribe(channel, consumerTag, std::move(handler), queue, mode, noLocal, exclusive);
+}
+
+void Connection::Unsubscribe(Channel& channel, std::string_view consumerTag) const
+{
+    impl->Unsubscribe(channel, consumerTag);
+}
+
+} // namespace Amqp

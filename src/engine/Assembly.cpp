@@ -1,0 +1,251 @@
+#include "engine/Assembly.hpp"
+
+#include "values/Bytes.hpp"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+namespace Amqp
+{
+
+namespace
+{
+
+bool CarriesContent(amqp_method_number_t method)
+{
+    return method == AMQP_BASIC_DELIVER_METHOD || method == AMQP_BASIC_RETURN_METHOD ||
+           method == AMQP_BASIC_GET_OK_METHOD;
+}
+
+// Channel 0 carries none. What comes there all the same is not kept: rabbitmq-c gives the memory of that channel back
+// with a heartbeat that it reads, whoever looks at it.
+bool Announces(std::uint16_t channel, amqp_method_number_t method)
+{
+    return channel != 0 && CarriesContent(method);
+}
+
+bool IsClose(amqp_method_number_t method)
+{
+    return method == AMQP_CHANNEL_CLOSE_METHOD || method == AMQP_CONNECTION_CLOSE_METHOD;
+}
+
+// A peer may leave off a body for nothing else.
+bool EndsChannel(amqp_method_number_t method)
+{
+    return IsClose(method) || method == AMQP_CHANNEL_CLOSE_OK_METHOD;
+}
+
+} // namespace
+
+bool Assembly::IsClose(const Event& event)
+{
+    return event.kind == Event::Kind::Method && Amqp::IsClose(event.method.id);
+}
+
+bool Assembly::Keep(Event& event)
+{
+    scratch.resize(session.FrameMax());
+    return event.Keep(spare, scratch);
+}
+
+Assembly::Channel& Assembly::Of(std::uint16_t number)
+{
+    if (channels.size() <= number)
+    {
+        channels.resize(number + std::size_t{1});
+    }
+    auto& channel = channels[number];
+    if (!channel)
+    {
+        channel = std::make_unique<Channel>(FrameMemory(session.State(), number));
+        channel->message.channel = number;
+    }
+    return *channel;
+}
+
+int Assembly::Feed(const amqp_frame_t& frame, Event& event)
+{
+    Channel& channel = Of(frame.channel);
+    FrameMemory::Lease lease(channel.memory);
+    if (frame.frame_type == AMQP_FRAME_HEARTBEAT)
+    {
+        return AMQP_STATUS_TIMEOUT;
+    }
+    if (frame.frame_type == AMQP_FRAME_METHOD)
+    {
+        if (channel.awaited == Awaited::Method && Announces(frame.channel, frame.payload.method.id))
+        {
+            return Begin(channel, frame.payload.method, std::move(lease)); // as mostly
+        }
+        Event method;
+        method.kind = Event::Kind::Method;
+        method.channel = frame.channel;
+        method.method = frame.payload.method;
+        method.lease = std::move(lease);
+        return FeedMethod(channel, std::move(method), event);
+    }
+    const bool header = frame.frame_type == AMQP_FRAME_HEADER;
+    if (channel.awaited == Awaited::Method && header && std::exchange(channel.contentMayFollow, false))
+    {
+        channel.skipped = true;
+        channel.awaited = Awaited::Header;
+    }
+    if (channel.awaited == Awaited::Method || (channel.awaited == Awaited::Header && !header))
+    {
+        Event stray;
+        stray.channel = frame.channel;
+        return FeedStray(channel, std::move(stray), event);
+    }
+    return header ? FeedHeader(channel, frame, event) : FeedBody(channel, ToView(frame.payload.body_fragment), event);
+}
+
+int Assembly::FeedMethod(Channel& channel, Event&& method, Event& event)
+{
+    const amqp_method_number_t id = method.method.id;
+    if (channel.awaited == Awaited::Body && !EndsChannel(id))
+    {
+        return session.Fail(AMQP_STATUS_BAD_AMQP_DATA);
+    }
+    channel.contentMayFollow = id == AMQP_BASIC_ACK_METHOD || (CarriesContent(id) && !Announces(method.channel, id));
+    if (channel.awaited != Awaited::Method)
+    {
+        return Break(channel, std::move(method), event);
+    }
+    event = std::move(method);
+    return AMQP_STATUS_OK;
+}
+
+int Assembly::FeedStray(Channel& channel, Event&& stray, Event& event)
+{
+    if (channel.awaited != Awaited::Method)
+    {
+        return Break(channel, std::move(stray), event);
+    }
+    event = std::move(stray);
+    return AMQP_STATUS_OK;
+}
+
+int Assembly::Begin(Channel& channel, const amqp_method_t& method, FrameMemory::Lease&& lease)
+{
+    channel.message.kind = Event::Kind::Message;
+    channel.message.method = method;
+    channel.message.properties = nullptr;
+    channel.message.body = {};
+    channel.message.lease = std::move(lease);
+    channel.awaited = Awaited::Header;
+    channel.contentMayFollow = false;
+    return AMQP_STATUS_TIMEOUT;
+}
+
+int Assembly::FeedHeader(Channel& channel, const amqp_frame_t& frame, Event& event)
+{
+    const auto& header = frame.payload.properties;
+    if (channel.awaited == Awaited::Body || header.class_id != AMQP_BASIC_CLASS)
+    {
+        return session.Fail(AMQP_STATUS_BAD_AMQP_DATA);
+    }
+    channel.message.properties = static_cast<const amqp_basic_properties_t*>(header.decoded);
+    channel.message.encodedProperties = header.raw;
+    channel.missing = header.body_size;
+    channel.awaited = Awaited::Body;
+    return channel.missing == 0 ? Complete(channel, event) : AMQP_STATUS_TIMEOUT;
+}
+
+int Assembly::FeedBody(Channel& channel, std::string_view fragment, Event& event)
+{
+    if (fragment.size() > channel.missing)
+    {
+        return session.Fail(AMQP_STATUS_BAD_AMQP_DATA);
+    }
+    const bool whole = !channel.message.kept && fragment.size() == channel.missing;
+    if (whole)
+    {
+        channel.message.body = fragment; // seen where it lies
+    }
+    else if (!channel.skipped)
+    {
+        const int status = Join(channel, fragment);
+        if (status != AMQP_STATUS_OK)
+        {
+            return status;
+        }
+    }
+    channel.missing -= fragment.size();
+    return channel.missing == 0 ? Complete(channel, event) : AMQP_STATUS_TIMEOUT;
+}
+
+// rabbitmq-c's memory is given back after each frame: otherwise a large body would lie there, too.
+int Assembly::Join(Channel& channel, std::string_view fragment)
+{
+    Event& message = channel.message;
+    const auto announced = static_cast<std::size_t>(
+        std::min<std::uint64_t>(message.body.size() + channel.missing, std::numeric_limits<std::size_t>::max()));
+    if (!Keep(message) || !message.kept->body.Append(fragment, announced))
+    {
+        return session.Fail(AMQP_STATUS_NO_MEMORY);
+    }
+    message.body = message.kept->body.View();
+    return AMQP_STATUS_OK;
+}
+
+int Assembly::Break(Channel& channel, Event&& cause, Event& event)
+{
+    channel.awaited = Awaited::Method;
+    Event message = std::move(channel.message);
+    const bool missed = !std::exchange(channel.skipped, false);
+    const amqp_method_number_t id = cause.method.id;
+    // A delivery in place of another one's content is not waited for: it is an error by itself.
+    const bool begins = Announces(cause.channel, id) && !(id == AMQP_BASIC_DELIVER_METHOD && message.method.id == id);
+    if (missed)
+    {
+        message.kind = Event::Kind::Broken;
+        event = std::move(message);
+    }
+    if (begins)
+    {
+        Begin(channel, cause.method, std::move(cause.lease));
+    }
+    else if (missed)
+    {
+        intruder = std::move(cause);
+    }
+    else
+    {
+        event = std::move(cause);
+    }
+    return missed || !begins ? AMQP_STATUS_OK : AMQP_STATUS_TIMEOUT;
+}
+
+int Assembly::Complete(Channel& channel, Event& event)
+{
+    channel.awaited = Awaited::Method;
+    if (std::exchange(channel.skipped, false))
+    {
+        channel.message.lease.End();
+        return AMQP_STATUS_TIMEOUT;
+    }
+    event = std::move(channel.message);
+    return AMQP_STATUS_OK;
+}
+
+// Nothing more comes: messages that are not complete are given up, one after the other.
+int Assembly::End(Event& event)
+{
+    for (const auto& channel : channels)
+    {
+        if (channel && channel->awaited != Awaited::Method)
+        {
+            channel->awaited = Awaited::Method;
+            event = std::move(channel->message);
+            if (!std::exchange(channel->skipped, false))
+            {
+                event.kind = Event::Kind::Lost;
+                return AMQP_STATUS_OK;
+            }
+        }
+    }
+    return session.Failure();
+}
+
+} // namespace Amqp

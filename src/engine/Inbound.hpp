@@ -1,0 +1,58 @@
+// The one way in: frames put together to events in the order of their
+// arrival, messages of different channels interleaved or not. Never waits. What arrives while somebody waits for
+// something else is parked, and comes first afterwards; that is at most what the peer sends meanwhile. Belongs to one
+// session and its thread.
+#pragma once
+
+#include "engine/Assembly.hpp"
+#include "engine/Event.hpp"
+#include "engine/FrameReader.hpp"
+#include "engine/Session.hpp"
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+
+namespace Amqp
+{
+
+class Inbound
+{
+public:
+    explicit Inbound(Session& owner) : session(owner), frames(owner), assembly(owner) {}
+
+    /// The next event: AMQP_STATUS_OK, AMQP_STATUS_TIMEOUT when there is nothing to be read, or what the session failed
+    /// of. After a failure what had come before is still given. A large message that comes without a pause gives a
+    /// AMQP_STATUS_TIMEOUT now and then: IsBusy tells so.
+    int Next(Event& event);
+    /// The same, but for what is parked.
+    int NextUnparked(Event& event);
+    bool IsBusy() const { return busy; }
+    bool HasParked() const { return !parked.empty(); }
+
+    /// Reads what there is to be read, within bounds, and parks it: AMQP_STATUS_TIMEOUT, or what the session failed of.
+    int TakeIn();
+    /// Keeps an event for later, behind those that are parked. False when there is no memory: the session has failed.
+    bool Park(Event event);
+
+    /// Takes the first parked close of this kind out of its row.
+    bool TakeParkedClose(Event& event, std::uint16_t channel, amqp_method_number_t id);
+
+    /// Takes the next event if it is a close on this channel, which broke a message.
+    bool TakeClose(Event& event, std::uint16_t channel);
+
+    /// Whether something may be handled without a wait.
+    bool HasMore() { return !parked.empty() || assembly.Intruder() || frames.HaveMore(); }
+
+private:
+    int Read(Event& event, bool& empty);
+
+    Session& session;
+    FrameReader frames;
+    Assembly assembly;
+    std::deque<Event> parked;
+    std::size_t parkedCloses = 0; // mostly none: a search would cost every publish
+    bool busy = false;
+};
+
+} // namespace Amqp

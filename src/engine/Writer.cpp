@@ -1,0 +1,219 @@
+#include "engine/Writer.hpp"
+
+#include "engine/FrameEncoder.hpp"
+#include "engine/MessageFrames.hpp"
+#include "engine/Socket.hpp"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <optional>
+
+namespace Amqp
+{
+
+namespace
+{
+
+using std::chrono::milliseconds;
+
+constexpr std::array<char, frameOverhead> heartbeatFrame = {AMQP_FRAME_HEARTBEAT, 0, 0, 0, 0, 0, 0, frameEnd};
+
+} // namespace
+
+void Writer::Start()
+{
+    if (session.Line().IsPlain())
+    {
+        gathering.Start(session.State());
+    }
+}
+
+// A session that failed writes nothing more, nor one whose peer has fallen silent. On a connection that only writes
+// this is where the peer's heartbeats are read.
+int Writer::Usable()
+{
+    Heartbeats& pulse = session.Pulse();
+    if (session.Failure() != AMQP_STATUS_OK || !pulse.AreOn() || Clock::now() < pulse.NextLook())
+    {
+        return session.Failure();
+    }
+    inbound.TakeIn();
+    return Clock::now() < pulse.End() ? session.Failure() : session.GiveUpPeer();
+}
+
+int Writer::Message(std::uint16_t channel, const OutgoingMessage& message)
+{
+    if (!gathering.IsOn())
+    {
+        return WriteMessage(channel, message);
+    }
+    int status = AMQP_STATUS_OK;
+    if (message.body.size() < gatheredBelow)
+    {
+        status = WriteMessage(channel, message);
+    }
+    else
+    {
+        const Gathering::Pause pause(gathering);
+        status = WriteMessage(channel, message);
+    }
+    gathering.Wrote(message.body.size());
+    return status;
+}
+
+int Writer::WriteMessage(std::uint16_t channel, const OutgoingMessage& message)
+{
+    int status = Usable();
+    if (status != AMQP_STATUS_OK)
+    {
+        return status;
+    }
+    MessageFrames frames(channel, message, session.FrameMax(), room);
+    status = frames.EncodeHead();
+    while (status == AMQP_STATUS_OK && frames.HasNext())
+    {
+        const std::span<std::string_view> pieces = frames.Next();
+        status = HandOver(pieces, frames.HasNext());
+    }
+    return status;
+}
+
+int Writer::Method(std::uint16_t channel, amqp_method_number_t id, void* fields, bool more)
+{
+    if (session.Failure() != AMQP_STATUS_OK)
+    {
+        return session.Failure();
+    }
+    int status = AMQP_STATUS_OK;
+    std::string_view frame = Encode(channel, id, fields, status);
+    return status == AMQP_STATUS_OK ? HandOver({&frame, 1}, more) : status;
+}
+
+void Writer::Answer(std::uint16_t channel, amqp_method_number_t id, void* fields)
+{
+    const Gathering::Pause pause(gathering);
+    Method(channel, id, fields);
+}
+
+void Writer::MethodIfRoom(std::uint16_t channel, amqp_method_number_t id, void* fields)
+{
+    int status = AMQP_STATUS_OK;
+    const std::string_view frame = Encode(channel, id, fields, status);
+    if (status == AMQP_STATUS_OK)
+    {
+        session.Line().Send({&frame, 1}, false);
+    }
+}
+
+int Writer::Heartbeat(Clock::time_point now)
+{
+    if (!session.Line().IsPlain() && !Socket::Await(session.Descriptor(), {.room = true}, -1, milliseconds(0)).room)
+    {
+        session.Pulse().Sent(now); // what TLS has once been given would have to be waited for
+        return session.Failure();
+    }
+    std::string_view frame(heartbeatFrame.data(), heartbeatFrame.size());
+    const std::ptrdiff_t sent = session.Line().Send({&frame, 1}, false);
+    if (sent < 0)
+    {
+        return session.Fail(static_cast<int>(sent));
+    }
+    session.Pulse().Sent(now);
+    frame.remove_prefix(static_cast<std::size_t>(sent));
+    const bool unseen = sent == 0 && session.Line().IsPlain();
+    return unseen || frame.empty() ? session.Failure() : HandOver({&frame, 1}, false);
+}
+
+void Writer::Push()
+{
+    if (keptBack)
+    {
+        Socket::Push(session.Descriptor());
+        keptBack = false;
+    }
+}
+
+std::string_view Writer::Encode(std::uint16_t channel, amqp_method_number_t id, void* fields, int& status)
+{
+    FrameEncoder encoder(small.data(), small.size() - 2 * frameOverhead);
+    status = encoder.Method(channel, id, fields);
+    if (status == AMQP_STATUS_OK)
+    {
+        return {small.data(), static_cast<std::size_t>(encoder.next - small.data())};
+    }
+    room.resize(session.FrameMax() + 2 * frameOverhead);
+    FrameEncoder larger(room.data(), session.FrameMax());
+    status = larger.Method(channel, id, fields);
+    return {room.data(), static_cast<std::size_t>(larger.next - room.data())};
+}
+
+int Writer::HandOver(std::span<std::string_view> pieces, bool more)
+{
+    for (;;)
+    {
+        std::ptrdiff_t sent = session.Line().Send(pieces, more);
+        if (sent < 0)
+        {
+            return session.Fail(static_cast<int>(sent));
+        }
+        std::size_t left = 0;
+        const bool stuck = sent == 0;
+        for (std::string_view& piece : pieces)
+        {
+            const auto taken = std::min(static_cast<std::size_t>(sent), piece.size());
+            piece.remove_prefix(taken);
+            sent -= static_cast<std::ptrdiff_t>(taken);
+            left += piece.size();
+        }
+        if (left == 0)
+        {
+            break;
+        }
+        const int status = stuck ? AwaitRoom() : static_cast<int>(AMQP_STATUS_OK);
+        if (status != AMQP_STATUS_OK)
+        {
+            return status;
+        }
+    }
+    keptBack = more && session.Line().IsPlain();
+    if (session.Pulse().AreOn())
+    {
+        session.Pulse().Sent(Clock::now());
+    }
+    return AMQP_STATUS_OK;
+}
+
+int Writer::AwaitRoom()
+{
+    Heartbeats& pulse = session.Pulse();
+    Socket::Push(session.Descriptor()); // what the kernel holds back takes room, too
+    for (;;)
+    {
+        std::optional<milliseconds> limit;
+        if (pulse.AreOn())
+        {
+            limit = std::chrono::ceil<milliseconds>(pulse.End() - Clock::now());
+        }
+        const bool settles = session.Line().WaitsForInput();
+        const auto ready = Socket::Await(session.Descriptor(), {.input = true, .room = !settles}, -1, limit);
+        if (ready.input)
+        {
+            const int status = inbound.TakeIn();
+            if (status != AMQP_STATUS_TIMEOUT)
+            {
+                return status;
+            }
+        }
+        if (ready.room || (settles && ready.input))
+        {
+            return AMQP_STATUS_OK;
+        }
+        if (!ready.input && pulse.AreOn() && Clock::now() >= pulse.End())
+        {
+            return session.GiveUpPeer();
+        }
+    }
+}
+
+} // namespace Amqp

@@ -1,0 +1,42 @@
+// Any frames on any channels into the receive step: the events have to be those of a simple model, and show the same
+// whenever they are looked at. When to look, and what becomes of an event meanwhile, are octets of the input, too: a
+// frame of a type of its own is not sent, but says what is done with what came before it.
+#include "Frames.hpp"
+#include "Fuzz.hpp"
+#include "Handshake.hpp"
+#include "Play.hpp"
+
+#include <string>
+#include <string_view>
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* octets, std::size_t size)
+{
+    if (size > Fuzz::longestInput)
+    {
+        return 0;
+    }
+    const std::string input(reinterpret_cast<const char*>(octets), size);
+    Fuzz::Play play;
+    std::size_t sent = 0;
+    const auto run = [&](std::size_t begin, const Wire::Frame& frame)
+    {
+        if (frame.type != Fuzz::commandFrame || play.HasLeft())
+        {
+            return;
+        }
+        play.Send(std::string_view(input).substr(sent, begin - sent));
+        sent = begin + Wire::frameOverhead + frame.payload.size();
+        for (const char octet : frame.payload)
+        {
+            const auto [command, argument] = Fuzz::Decode(octet);
+            play.Do(command, argument);
+        }
+    };
+    Fuzz::EachFrame(input, run);
+    if (!play.HasLeft())
+    {
+        play.Send(std::string_view(input).substr(sent));
+        play.End();
+    }
+    return 0;
+}

@@ -1,0 +1,174 @@
+// The consumers of a connection by their tags. A subscription tells of its end by what its handler owns.
+#include <memory>
+#include <string>
+#include <utility>
+
+#include <gtest/gtest.h>
+
+#include "connection/Consumers.hpp"
+
+namespace
+{
+
+using Amqp::Consumers;
+using Amqp::Subscription;
+
+// A subscription that can be told from others, and whether it still lives.
+struct Watched
+{
+    Consumers::Owned owned;
+    Subscription* address;
+    std::weak_ptr<int> life;
+};
+
+Watched NewSubscription()
+{
+    auto life = std::make_shared<int>();
+    const std::weak_ptr<int> watch = life;
+    Consumers::Owned owned(
+        new Subscription([life = std::move(life)](const Amqp::Envelope&) { return Amqp::Ack; }, Amqp::Auto));
+    auto* const address = owned.get();
+    return {std::move(owned), address, watch};
+}
+
+} // namespace
+
+TEST(Consumers, AreFoundByTheirTags)
+{
+    Consumers consumers;
+    Watched first = NewSubscription();
+    Watched second = NewSubscription();
+
+    consumers.Add("1/1", std::move(first.owned));
+    consumers.Add("1/10", std::move(second.owned));
+
+    for (int again = 0; again < 2; ++again)
+    {
+        EXPECT_EQ(consumers.Find("1/1"), first.address);
+        EXPECT_EQ(consumers.Find("1/10"), second.address);
+        EXPECT_EQ(consumers.Find("1/"), nullptr);
+        EXPECT_EQ(consumers.Find(""), nullptr);
+    }
+}
+
+TEST(Consumers, MayHaveTagsThatAreEmptyOrHaveZerosInThem)
+{
+    Consumers consumers;
+    Watched empty = NewSubscription();
+    Watched zero = NewSubscription();
+
+    consumers.Add("", std::move(empty.owned));
+    consumers.Add(std::string_view("a\0b", 3), std::move(zero.owned));
+
+    EXPECT_EQ(consumers.Find(""), empty.address);
+    EXPECT_EQ(consumers.Find(std::string_view("a\0b", 3)), zero.address);
+    EXPECT_EQ(consumers.Find("a"), nullptr);
+}
+
+TEST(Consumers, KeepTheSubscriptionOfATagThatIsKnown)
+{
+    Consumers consumers;
+    Watched first = NewSubscription();
+    Watched second = NewSubscription();
+    consumers.Add("tag", std::move(first.owned));
+
+    consumers.Add("tag", std::move(second.owned));
+
+    EXPECT_EQ(consumers.Find("tag"), first.address);
+    EXPECT_TRUE(second.life.expired());
+}
+
+TEST(Consumers, AreNotFoundOnceTheyWereTakenOut)
+{
+    Consumers consumers;
+    Watched watched = NewSubscription();
+    consumers.Add("tag", std::move(watched.owned));
+    EXPECT_EQ(consumers.Find("tag"), watched.address);
+
+    Consumers::Owned taken = consumers.Take("tag");
+
+    EXPECT_EQ(taken.get(), watched.address);
+    EXPECT_EQ(consumers.Find("tag"), nullptr);
+    EXPECT_EQ(consumers.Take("tag"), nullptr);
+    EXPECT_FALSE(watched.life.expired());
+    taken.reset();
+    EXPECT_TRUE(watched.life.expired());
+}
+
+TEST(Consumers, AreFoundAnewWithATagThatIsUsedAgain)
+{
+    Consumers consumers;
+    Watched first = NewSubscription();
+    Watched second = NewSubscription();
+    consumers.Add("tag", std::move(first.owned));
+    EXPECT_EQ(consumers.Find("tag"), first.address);
+    consumers.Take("tag");
+
+    consumers.Add("tag", std::move(second.owned));
+
+    EXPECT_EQ(consumers.Find("tag"), second.address);
+}
+
+// The one found last is remembered, wherever the others are moved to.
+TEST(Consumers, AreStillFoundWhenManyComeAndGo)
+{
+    constexpr int many = 1000;
+    Consumers consumers;
+    Watched steady = NewSubscription();
+    consumers.Add("steady", std::move(steady.owned));
+
+    for (int number = 0; number < many; ++number)
+    {
+        ASSERT_EQ(consumers.Find("steady"), steady.address);
+        consumers.Add(std::to_string(number), NewSubscription().owned);
+    }
+    for (int number = 0; number < many; ++number)
+    {
+        ASSERT_EQ(consumers.Find("steady"), steady.address);
+        ASSERT_NE(consumers.Take(std::to_string(number)), nullptr);
+    }
+
+    EXPECT_EQ(consumers.Find("steady"), steady.address);
+}
+
+TEST(Consumers, AreGoneWhenTheyAreCleared)
+{
+    Consumers consumers;
+    Watched watched = NewSubscription();
+    consumers.Add("tag", std::move(watched.owned));
+    EXPECT_EQ(consumers.Find("tag"), watched.address);
+
+    consumers.Clear();
+
+    EXPECT_TRUE(watched.life.expired());
+    EXPECT_EQ(consumers.Find("tag"), nullptr);
+}
+
+TEST(Consumers, LiveOnWhileTheyAreUsed)
+{
+    Consumers consumers;
+    Watched watched = NewSubscription();
+    consumers.Add("tag", std::move(watched.owned));
+    {
+        const Subscription::Use outer(*consumers.Find("tag"));
+        {
+            const Subscription::Use inner(*watched.address); // a step of the run loop within a handler
+            consumers.Take("tag");
+        }
+        EXPECT_FALSE(watched.life.expired());
+    }
+    EXPECT_TRUE(watched.life.expired());
+}
+
+TEST(Consumers, OutliveTheirUse)
+{
+    Consumers consumers;
+    Watched watched = NewSubscription();
+    consumers.Add("tag", std::move(watched.owned));
+    {
+        const Subscription::Use use(*watched.address);
+    }
+
+    EXPECT_FALSE(watched.life.expired());
+    EXPECT_EQ(consumers.Find("tag"), watched.address);
+}

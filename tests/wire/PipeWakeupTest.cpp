@@ -1,0 +1,10 @@
+// A wakeup as systems without eventfd make it, compiled here under another name.
+#include <sys/eventfd.h>
+#undef EFD_NONBLOCK
+#define Wakeup WakeupByPipe
+#include "engine/Wakeup.cpp" // NOLINT(bugprone-suspicious-include)
+#undef Wakeup
+
+#include "WakeupCases.hpp"
+
+INSTANTIATE_TYPED_TEST_SUITE_P(ByPipe, WakeupCases, Amqp::WakeupByPipe);

@@ -1,0 +1,5 @@
+// A wakeup as this system makes it.
+#include "engine/Wakeup.hpp"
+#include "WakeupCases.hpp"
+
+INSTANTIATE_TYPED_TEST_SUITE_P(OfTheSystem, WakeupCases, Amqp::Wakeup);
