@@ -122,7 +122,7 @@ public:
     /// @throws std::bad_variant_access   a part of a large body has a hash of a wrong type; the delivery stays
     ///                                unacknowledged, the connection is usable.
     ///
-    /// Takes frames with amqp_simple_wait_frame_noblock.
+    /// Frames come from amqp_handle_input.
     std::optional<bool> Run() const;
 
     /// Waits at most `timeout` instead; 0 is without limit, and 1 microsecond only looks. See Run(). A negative wait

@@ -72,13 +72,15 @@ public:
     void EndBatch() { writer.Gathered().End(); }
 
 private:
-    // The error policy. Every failure is judged by Judge; the checks only say what it reaches.
+    // The error policy. Judge drops whom a failure concerns, and tells or throws; nobody else does. The checks only say
+    // what it reaches.
     enum class Reach
     {
-        Caller,    // thrown, and nothing has changed
-        Channel,   // told to it: the operation goes on quietly
-        Method,    // that has arrived: thrown, and its channel is dropped
-        Connection // thrown, and all channels are dropped
+        Caller,            // thrown, and nothing has changed
+        Channel,           // dropped, and told: the operation goes on quietly
+        ChannelThatCloses, // told while it is registered still, and dropped
+        Method,            // that has arrived: thrown, and its channel is dropped
+        Connection         // thrown, and all channels are dropped
     };
     bool Judge(Reach reach, ErrorCode&& error, Channel* channel);
     bool CheckReply(Channel& channel, const amqp_rpc_reply_t& reply);

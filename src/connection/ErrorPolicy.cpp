@@ -28,13 +28,19 @@ void Notify(const Channel& channel, const std::shared_ptr<const Notifier>& notif
 
 bool Connection::ConnectionImpl::Judge(Reach reach, ErrorCode&& error, Channel* channel)
 {
+    const std::uint16_t number = channel != nullptr ? channel->Token() : std::uint16_t{0};
     switch (reach)
     {
     case Reach::Channel:
+        channels.Drop(number);
         Notify(*channel, channel->HoldNotifier(), std::move(error));
         return false;
+    case Reach::ChannelThatCloses:
+        Notify(*channel, channel->HoldNotifier(), std::move(error));
+        channels.Drop(number);
+        return false;
     case Reach::Method:
-        channels.Drop(channel->Token());
+        channels.Drop(number);
         break;
     case Reach::Connection:
         channels.DropAll();
@@ -58,7 +64,6 @@ bool Connection::ConnectionImpl::CheckReply(Channel& channel, const amqp_rpc_rep
         amqp_channel_close_ok_t closeOk{};
         writer.Answer(number, AMQP_CHANNEL_CLOSE_OK_METHOD, &closeOk);
         channels.Close(number);
-        channels.Drop(number);
         return Judge(Reach::Channel, std::move(error), &channel);
     }
     case ErrorCode::ConnectionClosed:
@@ -85,7 +90,6 @@ bool Connection::ConnectionImpl::CheckStatus(int status, Channel* channel)
     {
         return Judge(Reach::Connection, FromStatus(status), nullptr);
     }
-    channels.Drop(channel->Token());
     return Judge(Reach::Channel, FromStatus(status), channel);
 }
 

@@ -134,8 +134,7 @@ bool Connection::ConnectionImpl::HandleOn(Channel& channel, Event& event)
         return false;
     case AMQP_CHANNEL_CLOSE_METHOD:
         channels.Close(event.channel);
-        Judge(Reach::Channel, {ownTexts.brokerClosedChannel, ErrorCode::ChannelClosed, 0}, &channel);
-        channels.Drop(event.channel);
+        Judge(Reach::ChannelThatCloses, {ownTexts.brokerClosedChannel, ErrorCode::ChannelClosed, 0}, &channel);
         return true;
     case AMQP_BASIC_RETURN_METHOD:
         HandleReturn(event, channel);
