@@ -83,6 +83,11 @@ int Assembly::Feed(const amqp_frame_t& frame, Event& event)
         method.channel = frame.channel;
         method.method = frame.payload.method;
         method.lease = std::move(lease);
+        // rabbitmq-c, while it reads by itself what came with the login, gives this memory back with every heartbeat.
+        if (frame.channel == 0 && !Keep(method))
+        {
+            return session.Fail(AMQP_STATUS_NO_MEMORY);
+        }
         return FeedMethod(channel, std::move(method), event);
     }
     const bool header = frame.frame_type == AMQP_FRAME_HEADER;
