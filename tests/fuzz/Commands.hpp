@@ -18,7 +18,7 @@ enum class Command : std::uint8_t
     Next,
     NextUnparked,
     TakeIn,
-    TakeParked,
+    TakeParkedClose,
     TakeClose,
     SendLate, // the last octets of what comes before the next commands come after them
     // These are about an event that is held; when there is none they are Next.

@@ -6,8 +6,28 @@
 #include "Handshake.hpp"
 #include "Play.hpp"
 
+#include <algorithm>
 #include <string>
 #include <string_view>
+
+namespace
+{
+
+std::size_t BeforeCommands(std::string_view input)
+{
+    std::size_t first = input.size();
+    Fuzz::EachFrame(input,
+                    [&first](std::size_t begin, const Wire::Frame& frame)
+                    {
+                        if (frame.type == Fuzz::commandFrame)
+                        {
+                            first = std::min(first, begin);
+                        }
+                    });
+    return first;
+}
+
+} // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* octets, std::size_t size)
 {
@@ -16,8 +36,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* octets, std::size_t size)
         return 0;
     }
     const std::string input(reinterpret_cast<const char*>(octets), size);
-    Fuzz::Play play;
-    std::size_t sent = 0;
+    std::size_t sent = BeforeCommands(input);
+    Fuzz::Play play(std::string_view(input).substr(0, sent));
     const auto run = [&](std::size_t begin, const Wire::Frame& frame)
     {
         if (frame.type != Fuzz::commandFrame || play.HasLeft())

@@ -69,8 +69,9 @@ std::map<std::string, std::string> InboundSeeds()
     seeds["full-frame"] = Deliver(1) + Header(1, frameMax) + Body(1, std::string(frameMax - 8, 'f')) + Do({Next}) +
                           Body(1, std::string(8, 'f')) + Do({Next, Park, Next, Keep});
     seeds["parked"] = Method(1, Wire::QueueDeclareOk{.queue = "queue"}) + Deliver(1) + Header(1, 4) + Body(1, "body") +
-                      Do({TakeIn}) + Method(1, Wire::BasicCancelOk{.consumerTag = "1/1"}) +
-                      Do({TakeParked, NextUnparked, Park, Next, Next, Drop});
+                      Method(1, Wire::ChannelClose{.replyText = "closed"}) + Do({TakeIn}) +
+                      Method(1, Wire::BasicCancelOk{.consumerTag = "1/1"}) +
+                      Do({TakeParkedClose, NextUnparked, Park, Next, Next, Drop});
     seeds["broken"] = Deliver(1) + Deliver(1) + Header(1, 2) + Body(1, "ab") + Do({Next, Next, Next}) + Deliver(2) +
                       Method(2, Wire::BasicCancel{.consumerTag = "2/1"}) + Do({TakeIn}) + Deliver(3) + Body(3, "x");
     seeds["cut"] = Deliver(1) + Header(1, 4) + Body(1, "bo") + Deliver(2) + Header(2, 4) +
@@ -91,10 +92,10 @@ std::map<std::string, std::string> InboundSeeds()
     seeds["other-class"] = Wire::FrameBytes(Wire::Frame{Wire::headerFrame, 1, "\0\x0A"s + std::string(12, '\0')}) +
                            Do({Next, Next}) + Deliver(1) +
                            Wire::FrameBytes(Wire::Frame{Wire::headerFrame, 1, "\0\x55"s + std::string(12, '\0')});
-    seeds["channel-0"] = Method(0, Wire::ConnectionBlocked{.reason = "low on memory"}) + Do({Next}) + Heartbeat(0) +
-                         Method(0, Wire::ConnectionUnblocked{}) + Deliver(0) + Heartbeat(0) + Header(0, 4) +
-                         Heartbeat(0) + Body(0, "body") + Method(0, Wire::ConnectionClose{.replyText = "shutdown"}) +
-                         Do({Next});
+    seeds["channel-0"] = Deliver(0) + Heartbeat(0) + Header(0, 4) + Heartbeat(0) + Body(0, "body") +
+                         Method(0, Wire::ConnectionBlocked{.reason = "low on memory"}) + Heartbeat(0) +
+                         Method(0, Wire::ConnectionUnblocked{}) + Do({Next, Next}) + Heartbeat(0) +
+                         Method(0, Wire::ConnectionClose{.replyText = "shutdown"}) + Do({Next});
     seeds["heartbeats"] = Do({Next}) + Deliver(1) + Heartbeat(1) + Header(1, 4) + Heartbeat(1) + Body(1, "body") +
                           Do({Next}) + Heartbeat(1) + Method(1, Wire::BasicCancel{.consumerTag = "1/1"});
     seeds["other-type"] = Wire::FrameBytes(Wire::Frame{9, 1, "nothing"}) + Deliver(1) +

@@ -31,16 +31,16 @@ void Check(const Event& event, const Expected& expected)
     Require(!expected.body || event.body == *expected.body, "the body of a message");
 }
 
-const std::string& Login()
+std::string WithLogin(std::string_view octets)
 {
-    static const std::string replies = LoginReplies();
-    return replies;
+    return LoginReplies() + std::string(octets);
 }
 
 } // namespace
 
-Play::Play() : broker(Login(), FedSocket::Then::GoesOn)
+Play::Play(std::string_view early) : broker(WithLogin(early), FedSocket::Then::GoesOn)
 {
+    model.Receive(early);
     session.OpenTcp("127.0.0.1", 1);
     const auto reply = session.LogIn({"/", std::chrono::seconds(0), frameMax, AMQP_SASL_METHOD_PLAIN, "guest", "guest"},
                                      Amqp::Table());
@@ -110,10 +110,9 @@ bool Play::Next()
         return NextUnparked();
     }
     Require(inbound.HasMore(), "what is parked needs no wait");
-    Held next;
-    const int status = inbound.Next(next.event);
-    next.expected = std::move(parked.front());
+    Held next{{}, std::move(parked.front())};
     parked.pop_front();
+    const int status = inbound.Next(next.event);
     return Hold(std::move(next), status, AMQP_STATUS_OK);
 }
 
@@ -176,16 +175,17 @@ void Play::Park(std::size_t index)
     parked.push_back(std::move(chosen.expected));
 }
 
-void Play::TakeParked(std::size_t index)
+void Play::TakeParkedClose(std::size_t index)
 {
-    const Expected wanted = parked.empty() ? Expected() : parked[index % parked.size()];
-    const auto isWanted = [&wanted](const Expected& waiting)
-    { return waiting.kind == Event::Kind::Method && waiting.channel == wanted.channel && waiting.id == wanted.id; };
+    const Expected any = parked.empty() ? Expected() : parked[index % parked.size()];
+    const auto id = any.id == AMQP_CONNECTION_CLOSE_METHOD ? any.id : AMQP_CHANNEL_CLOSE_METHOD;
+    const auto isWanted = [&any, id](const Expected& waiting)
+    { return waiting.kind == Event::Kind::Method && waiting.channel == any.channel && waiting.id == id; };
     const auto found = std::find_if(parked.begin(), parked.end(), isWanted);
     Held taken;
-    const bool isFound = inbound.TakeParkedClose(taken.event, wanted.channel, wanted.id);
-    Require(isFound == (found != parked.end()), "whether such an event is parked");
-    if (isFound)
+    Require(inbound.TakeParkedClose(taken.event, any.channel, id) == (found != parked.end()),
+            "whether such a close is parked");
+    if (found != parked.end())
     {
         taken.expected = std::move(*found);
         parked.erase(found);
@@ -249,8 +249,8 @@ void Play::Do(Command command, std::size_t argument)
     case Command::TakeIn:
         TakeIn();
         return;
-    case Command::TakeParked:
-        TakeParked(argument);
+    case Command::TakeParkedClose:
+        TakeParkedClose(argument);
         return;
     case Command::TakeClose:
         TakeClose(argument);

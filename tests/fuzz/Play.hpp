@@ -22,7 +22,8 @@ namespace Fuzz
 class Play
 {
 public:
-    Play();
+    // The octets come with the last ones of the login.
+    explicit Play(std::string_view early);
 
     // The octets come to the peer's socket, but for those that were asked to be late.
     void Send(std::string_view octets);
@@ -46,7 +47,7 @@ private:
     void TakeIn();
     void TakeAll();
     void Park(std::size_t index);
-    void TakeParked(std::size_t index);
+    void TakeParkedClose(std::size_t index);
     void TakeClose(std::size_t argument);
     void Keep(Held& kept);
     void TakeBody(Held& shorn);
