@@ -146,7 +146,8 @@ int Assembly::Begin(Channel& channel, const amqp_method_t& method, FrameMemory::
 int Assembly::FeedHeader(Channel& channel, const amqp_frame_t& frame, Event& event)
 {
     const auto& header = frame.payload.properties;
-    if (channel.awaited == Awaited::Body || header.class_id != AMQP_BASIC_CLASS)
+    const bool fits = header.raw.len <= session.FrameMax(); // an older rabbitmq-c does not look
+    if (channel.awaited == Awaited::Body || header.class_id != AMQP_BASIC_CLASS || !fits)
     {
         return session.Fail(AMQP_STATUS_BAD_AMQP_DATA);
     }
