@@ -98,13 +98,13 @@ void Connection::ConnectionImpl::Answer(const Event& delivery, Acknowledge verdi
     {
         amqp_basic_ack_t ack{};
         ack.delivery_tag = tag;
-        writer.Method(delivery.channel, AMQP_BASIC_ACK_METHOD, &ack, more);
+        writer.Verdict(delivery.channel, AMQP_BASIC_ACK_METHOD, &ack, more);
         return;
     }
     amqp_basic_nack_t nack{};
     nack.delivery_tag = tag;
     nack.requeue = verdict != Nack;
-    writer.Method(delivery.channel, AMQP_BASIC_NACK_METHOD, &nack, more);
+    writer.Verdict(delivery.channel, AMQP_BASIC_NACK_METHOD, &nack, more);
 }
 
 } // namespace Amqp

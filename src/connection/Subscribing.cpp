@@ -28,6 +28,7 @@ void Connection::ConnectionImpl::Unsubscribe(Channel& channel, std::string_view 
 {
     // The handler goes before the broker is told, and may take the tag with it, or the channel.
     const std::string tag(consumerTag);
+    const std::uint16_t number = channel.Token();
     const auto kept = channel.weak_from_this().lock();
     const std::weak_ptr<void> watch = channel.Watch();
     Consumers::Owned forgotten = consumers.Take(tag);
@@ -36,12 +37,11 @@ void Connection::ConnectionImpl::Unsubscribe(Channel& channel, std::string_view 
         return;
     }
     forgotten.reset();
-    if (watch.expired())
+    if (!watch.expired())
     {
-        return;
+        FindParkedClose(number);
     }
-    FindParkedClose(channel.Token());
-    if (watch.expired() || channels.IsClosed(channel.Token()))
+    if (watch.expired() || channels.IsClosed(number))
     {
         return; // a consumer goes with its channel
     }

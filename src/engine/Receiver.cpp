@@ -86,7 +86,7 @@ int Receiver::Await(std::optional<Clock::time_point> end, Ends ends)
 {
     writer.Push();
     const Gathering::Pause pause(writer.Gathered());
-    Heartbeats& pulse = session.Pulse();
+    const Heartbeats& pulse = session.Pulse();
     auto now = Clock::now();
     std::optional<Clock::time_point> first = end;
     if (pulse.AreOn())

@@ -33,7 +33,7 @@ void Writer::Start()
 // this is where the peer's heartbeats are read.
 int Writer::Usable()
 {
-    Heartbeats& pulse = session.Pulse();
+    const Heartbeats& pulse = session.Pulse();
     if (session.Failure() != AMQP_STATUS_OK || !pulse.AreOn() || Clock::now() < pulse.NextLook())
     {
         return session.Failure();
@@ -75,11 +75,15 @@ int Writer::WriteMessage(std::uint16_t channel, const OutgoingMessage& message)
     {
         const std::span<std::string_view> pieces = frames.Next();
         status = HandOver(pieces, frames.HasNext());
+        if (status != AMQP_STATUS_OK)
+        {
+            return session.Fail(status);
+        }
     }
     return status;
 }
 
-int Writer::Method(std::uint16_t channel, amqp_method_number_t id, void* fields, bool more)
+int Writer::Method(std::uint16_t channel, amqp_method_number_t id, void* fields)
 {
     if (session.Failure() != AMQP_STATUS_OK)
     {
@@ -87,7 +91,26 @@ int Writer::Method(std::uint16_t channel, amqp_method_number_t id, void* fields,
     }
     int status = AMQP_STATUS_OK;
     std::string_view frame = Encode(channel, id, fields, status);
-    return status == AMQP_STATUS_OK ? HandOver({&frame, 1}, more) : status;
+    if (status != AMQP_STATUS_OK)
+    {
+        return status;
+    }
+    status = HandOver({&frame, 1}, false);
+    return status == AMQP_STATUS_OK ? status : session.Fail(status);
+}
+
+void Writer::Verdict(std::uint16_t channel, amqp_method_number_t id, void* fields, bool more)
+{
+    if (session.Failure() != AMQP_STATUS_OK)
+    {
+        return;
+    }
+    int status = AMQP_STATUS_OK;
+    std::string_view frame = Encode(channel, id, fields, status);
+    if (status == AMQP_STATUS_OK)
+    {
+        HandOver({&frame, 1}, more);
+    }
 }
 
 void Writer::Answer(std::uint16_t channel, amqp_method_number_t id, void* fields)
@@ -115,14 +138,18 @@ int Writer::Heartbeat(Clock::time_point now)
     }
     std::string_view frame(heartbeatFrame.data(), heartbeatFrame.size());
     const std::ptrdiff_t sent = session.Line().Send({&frame, 1}, false);
+    session.Pulse().Sent(now);
     if (sent < 0)
     {
-        return session.Fail(static_cast<int>(sent));
+        return session.Failure(); // reading will say why
     }
-    session.Pulse().Sent(now);
     frame.remove_prefix(static_cast<std::size_t>(sent));
     const bool unseen = sent == 0 && session.Line().IsPlain();
-    return unseen || frame.empty() ? session.Failure() : HandOver({&frame, 1}, false);
+    if (!unseen && !frame.empty())
+    {
+        HandOver({&frame, 1}, false);
+    }
+    return session.Failure();
 }
 
 void Writer::Push()
@@ -155,7 +182,7 @@ int Writer::HandOver(std::span<std::string_view> pieces, bool more)
         std::ptrdiff_t sent = session.Line().Send(pieces, more);
         if (sent < 0)
         {
-            return session.Fail(static_cast<int>(sent));
+            return static_cast<int>(sent);
         }
         std::size_t left = 0;
         const bool stuck = sent == 0;
@@ -186,7 +213,7 @@ int Writer::HandOver(std::span<std::string_view> pieces, bool more)
 
 int Writer::AwaitRoom()
 {
-    Heartbeats& pulse = session.Pulse();
+    const Heartbeats& pulse = session.Pulse();
     Socket::Push(session.Descriptor()); // what the kernel holds back takes room, too
     for (;;)
     {

@@ -32,8 +32,10 @@ public:
     int Usable();
 
     int Message(std::uint16_t channel, const OutgoingMessage& message);
-    /// With `more` the kernel may keep the method until something follows, or Push.
-    int Method(std::uint16_t channel, amqp_method_number_t id, void* fields, bool more = false);
+    int Method(std::uint16_t channel, amqp_method_number_t id, void* fields);
+    /// What a handler says of its delivery. With `more` the kernel may keep it until something follows, or Push. When
+    /// it cannot be written, reading or the next write will say why.
+    void Verdict(std::uint16_t channel, amqp_method_number_t id, void* fields, bool more);
     /// An answer that the broker waits for, and after which nothing may follow: not held back by a batch.
     void Answer(std::uint16_t channel, amqp_method_number_t id, void* fields);
     /// A method if the socket has room for it, whatever the session failed of.
