@@ -74,7 +74,7 @@ TEST(DirectWrite, OfHundredsOfFrames)
         }
     }
 
-    EXPECT_GT(ExpectSame(messages).size(), 3 * 9 * most);
+    EXPECT_GT(ExpectSame(messages).size(), std::size_t{3} * 9 * most);
 }
 
 TEST(DirectWrite, ThatTheKernelTakesInBits)
