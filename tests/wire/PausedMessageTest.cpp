@@ -67,9 +67,9 @@ class PausedMessage : public testing::TestWithParam<Pause>
 
 TEST_P(PausedMessage, EndsTheWaitAndIsHandedOverWholeByALaterStep)
 {
-    const auto [beginning, rest] = SplitAt(GetParam());
+    const auto split = SplitAt(GetParam());
     ScriptedBroker broker(OnConsumer(
-        [&, beginning = beginning, rest = rest](Dialogue& peer)
+        [&, beginning = split.first, rest = split.second](Dialogue& peer)
         {
             peer.SendBytes(beginning);
             ExpectWaited(peer);
