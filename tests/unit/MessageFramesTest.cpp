@@ -99,7 +99,7 @@ void ExpectWhole(const Outgoing& outgoing, std::size_t calls, std::size_t mostOc
 
 TEST(MessageFrames, AreWholeForBodiesUpToSeveralFrames)
 {
-    for (std::size_t size = 0; size <= 3 * frameMax; size += size % fullBody < 8 || size % 1024 < 4 ? 1 : 3)
+    for (std::size_t size = 0; size <= 3 * frameMax; size += size % fullBody < 8 || size % 1024 < 4 ? 1U : 3U)
     {
         ExpectWhole(Outgoing(size), 1);
     }

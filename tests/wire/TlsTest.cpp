@@ -114,7 +114,7 @@ TEST(Tls, CarriesDeliveriesOfEverySizeAndTheirVerdicts)
             AcceptConsumer(peer);
             for (std::uint64_t tag = 1; tag <= bodiesOverTls.size(); ++tag)
             {
-                peer.SendBytes(BytesOf(tag, bodiesOverTls[tag - 1]));
+                peer.SendBytes(BytesOf(tag, bodiesOverTls[static_cast<std::size_t>(tag) - 1]));
                 peer.Expect(1, BasicAck{.deliveryTag = tag});
             }
             CloseAll(peer);
