@@ -265,7 +265,7 @@ TEST_P(BusyPeer, ThatHasNoRoomToSendIsAlive)
 TEST_P(BusyPeer, ThatReadsNothingIsWaitedForWithAFrameLargerThanTheSocket)
 {
     constexpr int frameMax = 32 << 20;
-    const std::string body(24 << 20, 'b');
+    const std::string body(GetParam() ? 12 << 20 : 24 << 20, 'b'); // TLS is slow under sanitizers
     ScriptedBroker broker(
         [&](Dialogue& peer)
         {
