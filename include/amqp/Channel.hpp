@@ -157,9 +157,9 @@ public:
     /// heartbeat intervals. The remaining parts of a series are still attempted. The broker's own refusals (404 for an
     /// unknown exchange) arrive later: Connection::Run reports them, or the next call.
     ///
-    /// Returns when the message is in the socket's buffer. If the broker takes no more (RabbitMQ when it is short of
-    /// memory), Publish waits: with heartbeats as long as the broker gives signs of life, without them for ever. What
-    /// arrives meanwhile is kept in memory for the next Connection::Run.
+    /// Returns when the message is in the socket's buffer. If the broker stops reading (RabbitMQ does so when it is
+    /// short of memory), Publish waits. With heartbeats, Publish fails when the broker has sent nothing for two
+    /// intervals; without heartbeats, it waits without limit. The next Connection::Run handles what arrives meanwhile.
     void Publish(std::string_view exchange, std::string_view routingKey, const Envelope& envelope, std::size_t partSize,
                  PublishCallback callback);
 

@@ -13,7 +13,8 @@ namespace Amqp
 namespace
 {
 
-// The envelope that a handler sees: one serves all deliveries, but for a step inside a step, which makes its own.
+// Lends the envelope that a handler sees. All deliveries use the same envelope. A step inside a step makes another one,
+// because the outer handler still looks at the first.
 class EnvelopeLoan
 {
 public:

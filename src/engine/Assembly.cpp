@@ -18,8 +18,8 @@ bool CarriesContent(amqp_method_number_t method)
            method == AMQP_BASIC_GET_OK_METHOD;
 }
 
-// Channel 0 carries none. What comes there all the same is not kept: rabbitmq-c gives the memory of that channel back
-// with a heartbeat that it reads, whoever looks at it.
+// The protocol allows no content on channel 0. If a peer sends some, it is skipped: when rabbitmq-c itself reads a
+// heartbeat, it recycles the memory of channel 0, even if an event still shows it.
 bool Announces(std::uint16_t channel, amqp_method_number_t method)
 {
     return channel != 0 && CarriesContent(method);
@@ -83,7 +83,8 @@ int Assembly::Feed(const amqp_frame_t& frame, Event& event)
         method.channel = frame.channel;
         method.method = frame.payload.method;
         method.lease = std::move(lease);
-        // rabbitmq-c, while it reads by itself what came with the login, gives this memory back with every heartbeat.
+        // What arrived together with the login is still read by rabbitmq-c, which recycles the memory of channel 0 with
+        // every heartbeat: copy the method at once.
         if (frame.channel == 0 && !Keep(method))
         {
             return session.Fail(AMQP_STATUS_NO_MEMORY);

@@ -54,7 +54,7 @@ private:
     };
 
     Channel& Of(std::uint16_t number);
-    // All give what Feed gives.
+    // Each returns the same statuses as Feed.
     int FeedMethod(Channel& channel, Event&& method, Event& event);
     int FeedStray(Channel& channel, Event&& stray, Event& event);
     int FeedHeader(Channel& channel, const amqp_frame_t& frame, Event& event);

@@ -21,11 +21,11 @@ class Inbound
 public:
     explicit Inbound(Session& owner) : session(owner), frames(owner), assembly(owner) {}
 
-    /// The next event: AMQP_STATUS_OK, AMQP_STATUS_TIMEOUT when there is nothing to be read, or what the session failed
-    /// of. After a failure what had come before is still given. A large message that comes without a pause gives a
-    /// AMQP_STATUS_TIMEOUT now and then: IsBusy tells so.
+    /// Fetches the next event. Returns AMQP_STATUS_OK; AMQP_STATUS_TIMEOUT when nothing can be read now; or the
+    /// session's failure, after all events that arrived before it. While a large message arrives without a pause, Next
+    /// also returns AMQP_STATUS_TIMEOUT now and then, and IsBusy is true.
     int Next(Event& event);
-    /// The same, but for what is parked.
+    /// Like Next, but passes over the parked events.
     int NextUnparked(Event& event);
     bool IsBusy() const { return busy; }
     bool HasParked() const { return !parked.empty(); }
@@ -35,10 +35,10 @@ public:
     /// Keeps an event for later, behind those that are parked. False when there is no memory: the session has failed.
     bool Park(Event event);
 
-    /// Takes the first parked close of this kind out of its row.
+    /// Takes the first parked close with this method on this channel out of the queue. False when there is none.
     bool TakeParkedClose(Event& event, std::uint16_t channel, amqp_method_number_t id);
 
-    /// Takes the next event if it is a close on this channel, which broke a message.
+    /// Takes the next event if it is a close on this channel. False when it is not.
     bool TakeClose(Event& event, std::uint16_t channel);
 
     /// Whether something may be handled without a wait.

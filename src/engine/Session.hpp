@@ -49,7 +49,8 @@ public:
 
     /// What ended the session: AMQP_STATUS_OK while it goes on.
     int Failure() const { return failure; }
-    /// Notes a failure, and gives the one that counts: the first, unless octets turn out to be unreadable later.
+    /// Notes a failure. Keeps the first failure, unless only the new one makes reading unsafe. Returns the failure that
+    /// was kept.
     int Fail(int status);
     /// The peer has been silent for two heartbeat intervals: it is not waited for any more.
     int GiveUpPeer();

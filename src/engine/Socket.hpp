@@ -1,6 +1,5 @@
-// What is asked of the kernel about a TCP socket, beyond what rabbitmq-c does. Free functions; each takes the
-// descriptor that amqp_get_sockfd gives at that moment, and does nothing, or knows nothing, when it is -1. Where a
-// system lacks an option, likewise.
+// Calls of the kernel for a TCP socket. Free functions. Each takes the descriptor that amqp_get_sockfd returns at that
+// moment. If the descriptor is -1, or the system lacks an option, the function does nothing or reports a failure.
 #pragma once
 
 #include <chrono>

@@ -96,7 +96,7 @@ std::vector<int> EventDescriptors()
             found.push_back(std::stoi(entry.path().filename().string()));
         }
     }
-    std::ranges::sort(found);
+    std::sort(found.begin(), found.end());
     return found;
 }
 
@@ -179,7 +179,8 @@ TEST(StopWait, LeavesWithAWakeupThatComesLateTheNextStepItsWait)
     const std::vector<int> before = EventDescriptors();
     const Client client(broker);
     std::vector<int> wakeup;
-    std::ranges::set_difference(EventDescriptors(), before, std::back_inserter(wakeup));
+    const std::vector<int> after = EventDescriptors();
+    std::set_difference(after.begin(), after.end(), before.begin(), before.end(), std::back_inserter(wakeup));
     ASSERT_EQ(wakeup.size(), 1U);
     client.connection->Stop();
     EXPECT_EQ(client.connection->Run(longWait), false);
