@@ -59,7 +59,8 @@ public:
     ///
     /// @throws std::runtime_error  the socket could not be opened ("Unable to open a AMQP TCP socket"), or rabbitmq-c
     ///                             has no memory for the connection ("Unable to instanciate new AMQP logical
-    ///                             connection", "... TCP connection").
+    ///                             connection", "... TCP connection"), or the system has no descriptor for Stop
+    ///                             ("Unable to create an event descriptor").
     /// @throws ErrorCode           the login failed: `ConnectionClosed` with the broker's code and text (403 for wrong
     ///                             credentials, 530 for an unknown virtual host), or `Library` when an argument is
     ///                             out of range, the properties cannot be sent, or the broker does not answer.

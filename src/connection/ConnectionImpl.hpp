@@ -105,7 +105,7 @@ private:
 
     void Dispatch(Event& delivery);
     void Deliver(Subscription& subscription, Event& delivery);
-    void Answer(const Event& delivery, Acknowledge verdict);
+    void Settle(const Event& delivery, Acknowledge verdict);
 
     Session session;
     Inbound inbound{session};

@@ -52,7 +52,7 @@ void Connection::ConnectionImpl::Deliver(Subscription& subscription, Event& deli
 {
     if (!subscription.handler && subscription.mode == Explicit)
     {
-        Answer(delivery, Nack); // calling the empty handler below then raises std::bad_function_call
+        Settle(delivery, Nack); // calling the empty handler below then raises std::bad_function_call
     }
 
     const EnvelopeLoan loan(spareEnvelope);
@@ -67,13 +67,13 @@ void Connection::ConnectionImpl::Deliver(Subscription& subscription, Event& deli
     case ReassemblyBuffer::Result::Stored:
         if (subscription.mode == Explicit)
         {
-            Answer(delivery, Ack);
+            Settle(delivery, Ack);
         }
         return;
     case ReassemblyBuffer::Result::Duplicate:
         if (subscription.mode == Explicit)
         {
-            Answer(delivery, Nack);
+            Settle(delivery, Nack);
         }
         return;
     }
@@ -81,11 +81,11 @@ void Connection::ConnectionImpl::Deliver(Subscription& subscription, Event& deli
     const Acknowledge verdict = subscription.handler(envelope);
     if (subscription.mode == Explicit)
     {
-        Answer(delivery, verdict);
+        Settle(delivery, verdict);
     }
 }
 
-void Connection::ConnectionImpl::Answer(const Event& delivery, Acknowledge verdict)
+void Connection::ConnectionImpl::Settle(const Event& delivery, Acknowledge verdict)
 {
     // The broker takes back what a closed channel had not acknowledged, and answers an acknowledgement on such a
     // channel by closing the whole connection.

@@ -50,6 +50,7 @@ public:
         void operator()(Subscription* subscription) const
         {
             subscription->forgotten = true;
+            subscription->parts = {};
             if (subscription->users == 0)
             {
                 delete subscription;

@@ -66,6 +66,10 @@ Assembly::Channel& Assembly::Of(std::uint16_t number)
 
 int Assembly::Feed(const amqp_frame_t& frame, Event& event)
 {
+    if (frame.frame_type == 0)
+    {
+        return AMQP_STATUS_TIMEOUT; // no complete frame: its other fields are not set
+    }
     Channel& channel = Of(frame.channel);
     FrameMemory::Lease lease(channel.memory);
     if (frame.frame_type == AMQP_FRAME_HEARTBEAT)

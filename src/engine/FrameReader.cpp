@@ -11,28 +11,22 @@ int FrameReader::Next(amqp_frame_t& frame)
     {
         return NextOfLogin(frame);
     }
-    for (;;)
+    if (next == end)
     {
-        if (next == end)
+        const int status = Receive();
+        if (status != AMQP_STATUS_OK)
         {
-            const int status = Receive();
-            if (status != AMQP_STATUS_OK)
-            {
-                return status;
-            }
-        }
-        const amqp_bytes_t octets{static_cast<std::size_t>(end - next), const_cast<char*>(next)};
-        const int used = amqp_handle_input(session.State(), octets, &frame);
-        if (used < 0)
-        {
-            return used;
-        }
-        next += used;
-        if (frame.frame_type != 0) // otherwise it is not complete
-        {
-            return AMQP_STATUS_OK;
+            return status;
         }
     }
+    const amqp_bytes_t octets{static_cast<std::size_t>(end - next), const_cast<char*>(next)};
+    const int used = amqp_handle_input(session.State(), octets, &frame);
+    if (used < 0)
+    {
+        return used;
+    }
+    next += used;
+    return AMQP_STATUS_OK;
 }
 
 int FrameReader::Receive()

@@ -15,8 +15,9 @@ class FrameReader
 public:
     explicit FrameReader(Session& owner) : session(owner) {}
 
-    /// The next frame, heartbeats among them: AMQP_STATUS_OK, AMQP_STATUS_TIMEOUT when nothing more can be read now, or
-    /// another status, after which nothing can be read any more. What the frame shows lies in rabbitmq-c's memory for
+    /// Reads the next frame, or a piece of it. Returns AMQP_STATUS_OK; AMQP_STATUS_TIMEOUT when nothing can be read now;
+    /// or another status, after which nothing can be read any more. After AMQP_STATUS_OK frame_type is 0 if the frame
+    /// is not complete yet, or has a type that rabbitmq-c does not know. A frame points into rabbitmq-c's memory for
     /// its channel.
     int Next(amqp_frame_t& frame);
 

@@ -116,19 +116,20 @@ bool Inbound::Park(Event event)
 
 bool Inbound::TakeParkedClose(Event& event, std::uint16_t channel, amqp_method_number_t id)
 {
-    if (parkedCloses == 0)
-    {
-        return false;
-    }
-    const auto found =
-        std::find_if(parked.begin(), parked.end(), [&](const Event& waiting) { return waiting.Is(channel, id); });
+    return parkedCloses > 0 && TakeParked(event, 0, [&](const Event& waiting) { return waiting.Is(channel, id); });
+}
+
+bool Inbound::TakeParked(Event& event, std::size_t from, const std::function<bool(const Event&)>& matches)
+{
+    const auto begin = parked.begin() + static_cast<std::ptrdiff_t>(std::min(from, parked.size()));
+    const auto found = std::find_if(begin, parked.end(), matches);
     if (found == parked.end())
     {
         return false;
     }
     event = std::move(*found);
     parked.erase(found);
-    --parkedCloses;
+    parkedCloses -= Assembly::IsClose(event) ? 1U : 0U;
     return true;
 }
 

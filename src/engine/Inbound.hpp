@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 
 namespace Amqp
 {
@@ -29,6 +30,7 @@ public:
     int NextUnparked(Event& event);
     bool IsBusy() const { return busy; }
     bool HasParked() const { return !parked.empty(); }
+    std::size_t ParkedCount() const { return parked.size(); }
 
     /// Reads what there is to be read, within bounds, and parks it: AMQP_STATUS_TIMEOUT, or what the session failed of.
     int TakeIn();
@@ -37,6 +39,10 @@ public:
 
     /// Takes the first parked close with this method on this channel out of the queue. False when there is none.
     bool TakeParkedClose(Event& event, std::uint16_t channel, amqp_method_number_t id);
+
+    /// Takes the first event that matches out of the parked ones, except out of the first `from`. False when there is
+    /// none.
+    bool TakeParked(Event& event, std::size_t from, const std::function<bool(const Event&)>& matches);
 
     /// Takes the next event if it is a close on this channel. False when it is not.
     bool TakeClose(Event& event, std::uint16_t channel);

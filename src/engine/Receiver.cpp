@@ -41,15 +41,25 @@ int Receiver::Next(Event& event, Wait& wait)
 
 int Receiver::Reply(Event& reply, std::uint16_t channel, amqp_method_number_t id, Others others)
 {
+    const auto ends = [&](const Event& event)
+    {
+        return event.Is(channel, id) || event.Is(channel, AMQP_CHANNEL_CLOSE_METHOD) ||
+               event.Is(0, AMQP_CONNECTION_CLOSE_METHOD);
+    };
+    std::size_t earlier = inbound.ParkedCount();
     for (;;)
     {
+        // A heartbeat that waits for room in the socket parks what arrives meanwhile, the reply included.
+        if (inbound.ParkedCount() > earlier && inbound.TakeParked(reply, earlier, ends))
+        {
+            return AMQP_STATUS_OK;
+        }
+        earlier = inbound.ParkedCount();
         Event event;
         int status = inbound.NextUnparked(event);
         if (status == AMQP_STATUS_OK)
         {
-            KeepAlive();
-            if (event.Is(channel, id) || event.Is(channel, AMQP_CHANNEL_CLOSE_METHOD) ||
-                event.Is(0, AMQP_CONNECTION_CLOSE_METHOD))
+            if (ends(event))
             {
                 reply = std::move(event);
                 return status;
@@ -58,6 +68,8 @@ int Receiver::Reply(Event& reply, std::uint16_t channel, amqp_method_number_t id
             {
                 return session.Failure();
             }
+            earlier = inbound.ParkedCount();
+            KeepAlive();
             continue;
         }
         status = status == AMQP_STATUS_TIMEOUT ? Await({}, Ends::Never) : status;
@@ -119,14 +131,11 @@ int Receiver::Await(std::optional<Clock::time_point> end, Ends ends)
         return AMQP_STATUS_TIMEOUT;
     }
     now = Clock::now();
-    if (ready.input)
-    {
-        return AMQP_STATUS_OK;
-    }
-    if (pulse.AreOn() && now >= pulse.End())
+    if (!ready.input && pulse.AreOn() && now >= pulse.End())
     {
         return session.GiveUpPeer();
     }
+    // Even if there is input: a peer that sends a message byte by byte must not prolong the wait.
     return end && now >= *end ? AMQP_STATUS_TIMEOUT : AMQP_STATUS_OK;
 }
 

@@ -34,7 +34,7 @@ Wakeup::Wakeup()
 #endif
     if (reading < 0)
     {
-        throw std::runtime_error(ownTexts.noConnectionState);
+        throw std::runtime_error(ownTexts.noWakeup);
     }
 }
 

@@ -15,6 +15,7 @@ struct Texts
     const char* tcpSocketNotOpened = "Unable to open a AMQP TCP socket";
     const char* tlsSocketNotOpened = "Unable to open a AMQP SSL TCP socket";
     const char* noConnectionState = "Unable to instanciate new AMQP logical connection";
+    const char* noWakeup = "Unable to create an event descriptor";
     const char* noTcpSocket = "Unable to instanciate new AMQP TCP connection";
     const char* noTlsSocket = "Unable to instanciate new AMQP SSL TCP connection";
     const char* channelOnNullConnection = "Unable to create a channel on a null connection";

@@ -60,7 +60,7 @@ Message PlanOf(std::uint64_t number)
         message.requeues = permille < 55 ? 1 : permille < 60 ? 3 : 0;
         message.nack = permille % 16 == 0;
     }
-    message.callback = permille == 999;
+    message.callback = permille >= 970;
     return message;
 }
 

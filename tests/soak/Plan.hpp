@@ -24,7 +24,7 @@ struct Message
     std::size_t partSize = 0; // 0: one message
     unsigned requeues = 0;    // how often the handler puts it back before it takes it
     bool nack = false;        // the handler's last verdict
-    bool callback = false;    // published with a callback although it is routed
+    bool callback = false;    // published with a callback although it is routed, while few enough are kept
 };
 
 Message PlanOf(std::uint64_t number);

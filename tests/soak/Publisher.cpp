@@ -9,7 +9,8 @@ namespace
 
 using namespace std::chrono_literals;
 
-// The connection keeps these as long as it lives: a few show that they do no harm, more would only take memory.
+// The connection keeps these as long as it lives. All are registered during the warm-up: later ones would lie scattered
+// over the heap among what is soon freed, and each would keep a page resident.
 constexpr std::uint64_t mostKept = 1000;
 // How many messages may go out before the publisher looks at what came back.
 constexpr unsigned burst = 64;
