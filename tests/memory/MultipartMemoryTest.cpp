@@ -152,3 +152,44 @@ TEST(MultipartMemory, UnsubscribingReleasesWaitingPartsBeforeItSendsTheCancel)
 
     client.channel->Unsubscribe(tag);
 }
+
+TEST(MultipartMemory, UnsubscribingInTheHandlerReleasesWaitingPartsAtOnce)
+{
+    constexpr std::size_t waiting = 16;
+    ScriptedBroker broker(OnConsumer(
+        [&](Dialogue& peer)
+        {
+            Sender sender(peer);
+            for (std::size_t index = 0; index < waiting; ++index)
+            {
+                sender.DeliverAcked(
+                    {.headers = PartHeaders(index, partCount, bodyHash), .body = std::string(Part(index))});
+            }
+            sender.Deliver({.headers = {}, .body = "the last one"});
+            peer.Expect(1, BasicCancel{.consumerTag = "1/1"});
+            peer.Send(1, BasicCancelOk{.consumerTag = "1/1"});
+            peer.Expect(1, BasicAck{.deliveryTag = waiting + 1});
+        }));
+    const Client client(broker);
+    std::int64_t left = 0;
+    const std::string tag = client.channel->Subscribe(
+        "q",
+        [&](const Amqp::Envelope&)
+        {
+            client.channel->Unsubscribe("1/1");
+            left = Allocated().live;
+            return Amqp::Ack;
+        },
+        Amqp::Explicit, false, false);
+    CountFromZero();
+    for (std::size_t step = 0; step < waiting; ++step)
+    {
+        ASSERT_EQ(client.connection->Run(), std::optional(true));
+    }
+    EXPECT_GE(Allocated().live, std::int64_t{waiting * partSize});
+
+    EXPECT_EQ(client.connection->Run(), std::optional(true));
+
+    EXPECT_GT(left, 0) << "the handler was not called";
+    EXPECT_LT(left, std::int64_t{4 * partSize});
+}
