@@ -19,6 +19,7 @@ struct Case
     std::string group;
     std::string name;
     std::optional<double> target; // how many times as fast as rabbitmq-c alone the library has to be
+    std::optional<double> targetOnBroker = {};
     std::function<Sides(const Site&)> prepare;
     std::size_t count = 0;                                            // what one round does; 0 to find out
     std::size_t mostRounds = std::numeric_limits<std::size_t>::max(); // for what takes long

@@ -22,6 +22,9 @@ public:
     void Finish() const;
 
 private:
+    // "met" or "missed", which is counted; empty without a target.
+    const char* Verdict(double ratio, const std::optional<double>& target);
+
     std::ofstream figures;
     std::size_t met = 0;
     std::size_t missed = 0;
