@@ -6,9 +6,8 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
-#include <string>
 #include <string_view>
-#include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 namespace Amqp
@@ -20,21 +19,21 @@ public:
     using Owned = std::unique_ptr<Subscription, Subscription::Forget>;
 
     /// A tag that is known keeps the subscription that it has.
-    void Add(std::string_view tag, Owned subscription) { byTag.try_emplace(std::string(tag), std::move(subscription)); }
+    void Add(Owned subscription) { byTag.insert(std::move(subscription)); }
 
     /// Null when nobody has subscribed with this tag.
     Subscription* Find(std::string_view tag)
     {
-        if (latest == nullptr || latest->first != tag) // mostly there is one
+        if (latest == nullptr || latest->tag != tag) // most connections have one consumer
         {
             const auto found = byTag.find(tag);
             if (found == byTag.end())
             {
                 return nullptr;
             }
-            latest = &*found;
+            latest = found->get();
         }
-        return latest->second.get();
+        return latest;
     }
 
     /// Takes the subscription out; empty when there was none.
@@ -46,9 +45,7 @@ public:
             return nullptr;
         }
         latest = nullptr;
-        Owned taken = std::move(found->second);
-        byTag.erase(found);
-        return taken;
+        return std::move(byTag.extract(found).value());
     }
 
     void Clear()
@@ -58,17 +55,34 @@ public:
     }
 
 private:
-    // Finds a tag that is only viewed, without a copy.
-    struct TextHash
+    static std::string_view TagOf(std::string_view tag) { return tag; }
+    static std::string_view TagOf(const Owned& subscription) { return subscription->tag; }
+
+    // Finds a tag that is only viewed, without a copy. Not noexcept: the set then keeps each hash, and looks at no tag
+    // but the one it finds.
+    struct Hash
     {
         using is_transparent = void;
 
-        std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>()(text); }
+        template <typename Tagged>
+        std::size_t operator()(const Tagged& tagged) const
+        {
+            return std::hash<std::string_view>()(TagOf(tagged));
+        }
     };
-    using Map = std::unordered_map<std::string, Owned, TextHash, std::equal_to<>>;
+    struct Equal
+    {
+        using is_transparent = void;
 
-    Map byTag;
-    const Map::value_type* latest = nullptr; // that was found
+        template <typename One, typename Other>
+        bool operator()(const One& one, const Other& other) const
+        {
+            return TagOf(one) == TagOf(other);
+        }
+    };
+
+    std::unordered_set<Owned, Hash, Equal> byTag;
+    Subscription* latest = nullptr; // that was found
 };
 
 } // namespace Amqp

@@ -61,9 +61,13 @@ ReassemblyBuffer::Result ReassemblyBuffer::Take(Event& delivery, Envelope& envel
         return Result::Ordinary;
     }
 
+    if (!series)
+    {
+        series = std::make_unique<Series>();
+    }
     static const Parts none;
-    const auto found = series.find(name);
-    const Parts& parts = found == series.end() ? none : found->second;
+    const auto found = series->find(name);
+    const Parts& parts = found == series->end() ? none : found->second;
     if (parts.contains(*index))
     {
         return Result::Duplicate;
@@ -72,14 +76,14 @@ ReassemblyBuffer::Result ReassemblyBuffer::Take(Event& delivery, Envelope& envel
     if (parts.size() + 1 != *total || last != *total - 1)
     {
         Octets body = delivery.TakeBody();
-        series[name].emplace(*index, std::move(body));
+        (*series)[name].emplace(*index, std::move(body));
         return Result::Stored;
     }
     whole = Join(parts, *index, delivery.body);
     envelope.SetBody(whole.Data(), whole.View().size());
-    if (found != series.end())
+    if (found != series->end())
     {
-        series.erase(found);
+        series->erase(found);
     }
     return Result::Complete;
 }

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -38,7 +39,8 @@ private:
 
     static Octets Join(const Parts& parts, std::uint64_t index, std::string_view body);
 
-    std::unordered_map<std::string, Parts> series;
+    using Series = std::unordered_map<std::string, Parts>;
+    std::unique_ptr<Series> series; // null until a part arrives: most consumers never receive one
 };
 
 } // namespace Amqp

@@ -20,7 +20,7 @@ void Connection::ConnectionImpl::Subscribe(Channel& channel, std::string_view co
     consume.exclusive = exclusive;
     if (Call(channel, {queue, consumerTag}, {AMQP_BASIC_CONSUME_METHOD, &consume, AMQP_BASIC_CONSUME_OK_METHOD}))
     {
-        consumers.Add(consumerTag, Consumers::Owned(new Subscription(std::move(handler), mode)));
+        consumers.Add(Consumers::Owned(new Subscription(consumerTag, std::move(handler), mode)));
     }
 }
 

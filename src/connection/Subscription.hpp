@@ -7,8 +7,9 @@
 
 #include <amqp/Acknowledge.hpp>
 
-#include <cstddef>
-#include <functional>
+#include <cstdint>
+#include <string>
+#include <string_view>
 #include <utility>
 
 namespace Amqp
@@ -17,14 +18,15 @@ namespace Amqp
 class Subscription
 {
 public:
-    Subscription(DeliveryHandler deliveryHandler, AcknowledgeMode acknowledgeMode)
-        : handler(std::move(deliveryHandler)), mode(acknowledgeMode)
+    Subscription(std::string_view consumerTag, DeliveryHandler deliveryHandler, AcknowledgeMode acknowledgeMode)
+        : tag(consumerTag), handler(std::move(deliveryHandler)), mode(acknowledgeMode)
     {
     }
 
+    const std::string tag;
     const DeliveryHandler handler;
-    const AcknowledgeMode mode;
     ReassemblyBuffer parts;
+    const AcknowledgeMode mode;
 
     /// Keeps it alive meanwhile.
     class Use
@@ -61,7 +63,7 @@ public:
 private:
     ~Subscription() = default;
 
-    std::size_t users = 0; // steps of the run loop, one inside the other
+    std::uint32_t users = 0; // steps of the run loop, one inside the other
     bool forgotten = false;
 };
 

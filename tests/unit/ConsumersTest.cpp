@@ -21,12 +21,12 @@ struct Watched
     std::weak_ptr<int> life;
 };
 
-Watched NewSubscription()
+Watched NewSubscription(std::string_view tag)
 {
     auto life = std::make_shared<int>();
     const std::weak_ptr<int> watch = life;
-    Consumers::Owned owned(
-        new Subscription([life = std::move(life)](const Amqp::Envelope&) { return Amqp::Ack; }, Amqp::Auto));
+    Consumers::Owned owned(new Subscription(
+        tag, [life = std::move(life)](const Amqp::Envelope&) { return Amqp::Ack; }, Amqp::Auto));
     auto* const address = owned.get();
     return {std::move(owned), address, watch};
 }
@@ -36,11 +36,11 @@ Watched NewSubscription()
 TEST(Consumers, AreFoundByTheirTags)
 {
     Consumers consumers;
-    Watched first = NewSubscription();
-    Watched second = NewSubscription();
+    Watched first = NewSubscription("1/1");
+    Watched second = NewSubscription("1/10");
 
-    consumers.Add("1/1", std::move(first.owned));
-    consumers.Add("1/10", std::move(second.owned));
+    consumers.Add(std::move(first.owned));
+    consumers.Add(std::move(second.owned));
 
     for (int again = 0; again < 2; ++again)
     {
@@ -54,11 +54,11 @@ TEST(Consumers, AreFoundByTheirTags)
 TEST(Consumers, MayHaveTagsThatAreEmptyOrHaveZerosInThem)
 {
     Consumers consumers;
-    Watched empty = NewSubscription();
-    Watched zero = NewSubscription();
+    Watched empty = NewSubscription("");
+    Watched zero = NewSubscription(std::string_view("a\0b", 3));
 
-    consumers.Add("", std::move(empty.owned));
-    consumers.Add(std::string_view("a\0b", 3), std::move(zero.owned));
+    consumers.Add(std::move(empty.owned));
+    consumers.Add(std::move(zero.owned));
 
     EXPECT_EQ(consumers.Find(""), empty.address);
     EXPECT_EQ(consumers.Find(std::string_view("a\0b", 3)), zero.address);
@@ -68,11 +68,11 @@ TEST(Consumers, MayHaveTagsThatAreEmptyOrHaveZerosInThem)
 TEST(Consumers, KeepTheSubscriptionOfATagThatIsKnown)
 {
     Consumers consumers;
-    Watched first = NewSubscription();
-    Watched second = NewSubscription();
-    consumers.Add("tag", std::move(first.owned));
+    Watched first = NewSubscription("tag");
+    Watched second = NewSubscription("tag");
+    consumers.Add(std::move(first.owned));
 
-    consumers.Add("tag", std::move(second.owned));
+    consumers.Add(std::move(second.owned));
 
     EXPECT_EQ(consumers.Find("tag"), first.address);
     EXPECT_TRUE(second.life.expired());
@@ -81,8 +81,8 @@ TEST(Consumers, KeepTheSubscriptionOfATagThatIsKnown)
 TEST(Consumers, AreNotFoundOnceTheyWereTakenOut)
 {
     Consumers consumers;
-    Watched watched = NewSubscription();
-    consumers.Add("tag", std::move(watched.owned));
+    Watched watched = NewSubscription("tag");
+    consumers.Add(std::move(watched.owned));
     EXPECT_EQ(consumers.Find("tag"), watched.address);
 
     Consumers::Owned taken = consumers.Take("tag");
@@ -98,13 +98,13 @@ TEST(Consumers, AreNotFoundOnceTheyWereTakenOut)
 TEST(Consumers, AreFoundAnewWithATagThatIsUsedAgain)
 {
     Consumers consumers;
-    Watched first = NewSubscription();
-    Watched second = NewSubscription();
-    consumers.Add("tag", std::move(first.owned));
+    Watched first = NewSubscription("tag");
+    Watched second = NewSubscription("tag");
+    consumers.Add(std::move(first.owned));
     EXPECT_EQ(consumers.Find("tag"), first.address);
     consumers.Take("tag");
 
-    consumers.Add("tag", std::move(second.owned));
+    consumers.Add(std::move(second.owned));
 
     EXPECT_EQ(consumers.Find("tag"), second.address);
 }
@@ -114,13 +114,13 @@ TEST(Consumers, AreStillFoundWhenManyComeAndGo)
 {
     constexpr int many = 1000;
     Consumers consumers;
-    Watched steady = NewSubscription();
-    consumers.Add("steady", std::move(steady.owned));
+    Watched steady = NewSubscription("steady");
+    consumers.Add(std::move(steady.owned));
 
     for (int number = 0; number < many; ++number)
     {
         ASSERT_EQ(consumers.Find("steady"), steady.address);
-        consumers.Add(std::to_string(number), NewSubscription().owned);
+        consumers.Add(NewSubscription(std::to_string(number)).owned);
     }
     for (int number = 0; number < many; ++number)
     {
@@ -134,8 +134,8 @@ TEST(Consumers, AreStillFoundWhenManyComeAndGo)
 TEST(Consumers, AreGoneWhenTheyAreCleared)
 {
     Consumers consumers;
-    Watched watched = NewSubscription();
-    consumers.Add("tag", std::move(watched.owned));
+    Watched watched = NewSubscription("tag");
+    consumers.Add(std::move(watched.owned));
     EXPECT_EQ(consumers.Find("tag"), watched.address);
 
     consumers.Clear();
@@ -147,8 +147,8 @@ TEST(Consumers, AreGoneWhenTheyAreCleared)
 TEST(Consumers, LiveOnWhileTheyAreUsed)
 {
     Consumers consumers;
-    Watched watched = NewSubscription();
-    consumers.Add("tag", std::move(watched.owned));
+    Watched watched = NewSubscription("tag");
+    consumers.Add(std::move(watched.owned));
     {
         const Subscription::Use outer(*consumers.Find("tag"));
         {
@@ -163,8 +163,8 @@ TEST(Consumers, LiveOnWhileTheyAreUsed)
 TEST(Consumers, OutliveTheirUse)
 {
     Consumers consumers;
-    Watched watched = NewSubscription();
-    consumers.Add("tag", std::move(watched.owned));
+    Watched watched = NewSubscription("tag");
+    consumers.Add(std::move(watched.owned));
     {
         const Subscription::Use use(*watched.address);
     }
