@@ -1,3 +1,4 @@
+// Begins and ends a batch on the channel's connection. Batch.hpp says who owns what, and which thread may call.
 #include <amqp/Batch.hpp>
 
 #include "connection/ConnectionImpl.hpp"

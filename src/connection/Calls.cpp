@@ -1,4 +1,4 @@
-// Calls that await the broker's reply; and the opening and closing of channels, which are such calls.
+// Makes calls, which await the broker's reply. Opening and closing a channel are calls, too.
 #include "connection/ConnectionImpl.hpp"
 
 #include "connection/ErrorTranslation.hpp"
@@ -31,7 +31,9 @@ std::optional<Event> Connection::ConnectionImpl::Call(Channel& channel, std::ini
 amqp_rpc_reply_t Connection::ConnectionImpl::Ask(std::uint16_t number, const Request& request, Event& reply)
 {
     const Gathering::Pause pause(writer.Gathered());
-    // A close that is parked, or comes to be while the socket is looked at or there is no room in it, is the answer.
+    // After a close, the broker sends no reply. The close may be parked already. Usable and Method may also park a
+    // close, because both can read what arrives. receiver.Reply passes over parked events and would wait for ever. So
+    // take a parked close here: the close is then the outcome of the call.
     int status = writer.Usable();
     bool answered = inbound.TakeParkedClose(reply, 0, AMQP_CONNECTION_CLOSE_METHOD);
     if (status == AMQP_STATUS_OK && !answered)
@@ -76,7 +78,7 @@ void Connection::ConnectionImpl::UnregisterChannel(const Channel& channel) noexc
     channels.Drop(number);
     if (session.Failure() != AMQP_STATUS_OK)
     {
-        return; // nobody would answer, or the answer could not be read
+        return; // no reply would arrive, or the reply could not be read
     }
     amqp_channel_close_t close{};
     close.reply_code = AMQP_REPLY_SUCCESS;
@@ -87,12 +89,13 @@ void Connection::ConnectionImpl::UnregisterChannel(const Channel& channel) noexc
         Ask(number, {AMQP_CHANNEL_CLOSE_METHOD, &close, AMQP_CHANNEL_CLOSE_OK_METHOD}, reply);
         if (reply.Is(0, AMQP_CONNECTION_CLOSE_METHOD))
         {
-            inbound.Park(std::move(reply)); // for the next step
+            inbound.Park(std::move(reply)); // the next step or call handles the close
         }
     }
     catch (...)
     {
-        // What arrived meanwhile may be lost, and with it what a later step has to know.
+        // An event that arrived during the call may be lost, a close for example. Later steps could not rely on what
+        // they read, so the connection has failed.
         session.Fail(AMQP_STATUS_NO_MEMORY);
     }
 }

@@ -1,4 +1,6 @@
-// Each operation forwards to the connection, which is kept alive meanwhile: an error notifier may destroy the channel.
+// Forwards each operation to the connection; Multipart.cpp has Publish. An error notifier may destroy the channel, and
+// with the channel the last reference to the connection. So Hold keeps the connection alive until the operation
+// returns.
 #include <amqp/Channel.hpp>
 
 #include "connection/Multipart.hpp"
@@ -15,7 +17,7 @@ namespace
 
 using Notifier = std::function<void(ErrorCode&&)>;
 
-// Of a channel that was moved from.
+// Returns the notifier of a channel that was moved from, which is empty.
 const Notifier& NoNotifier()
 {
     static const Notifier none;
@@ -39,7 +41,8 @@ Channel::Channel(std::shared_ptr<Amqp::Connection> owner, std::function<void(Err
 }
 
 Channel::Channel(Channel&& other)
-    // g++ wants the base to be named. NOLINTNEXTLINE(readability-redundant-member-init)
+    // No std::shared_ptr owns the new channel yet, so its base starts empty.
+    // NOLINTNEXTLINE(readability-redundant-member-init)
     : std::enable_shared_from_this<Channel>(), connection(std::move(other.connection)),
       errorNotifier(std::move(other.errorNotifier)), token(other.token), tagCounter(other.tagCounter)
 {
@@ -47,7 +50,7 @@ Channel::Channel(Channel&& other)
 
 Channel::~Channel()
 {
-    if (connection) // a channel that was moved from has none
+    if (connection) // a channel that was moved from has no connection
     {
         connection->UnregisterChannel(*this);
     }
@@ -69,7 +72,7 @@ std::shared_ptr<const std::function<void(ErrorCode&&)>> Channel::HoldNotifier() 
     {
         return errorNotifier;
     }
-    return {std::shared_ptr<void>(), &NoNotifier()}; // owns nothing
+    return {std::shared_ptr<void>(), &NoNotifier()}; // points to a static object, which needs no owner
 }
 
 unsigned short Channel::Token() const
@@ -107,7 +110,8 @@ std::shared_ptr<Amqp::Connection> Channel::Hold() const
     return connection;
 }
 
-// Not kept alive: for what touches nothing of the connection once a notifier has been called.
+// Returns the connection without keeping it alive. Use Require only for operations that do not touch the connection
+// after they have called a notifier.
 Amqp::Connection& Channel::Require() const
 {
     if (!connection)

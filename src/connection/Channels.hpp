@@ -1,5 +1,5 @@
-// The channels of one connection by number, and what has become of each. Does not own them. Belongs to the connection's
-// thread.
+// The registry of one connection's channels: the channel of each number, and its state. Does not own the channels.
+// Belongs to the connection's thread.
 #pragma once
 
 #include <amqp/Channel.hpp>
@@ -15,16 +15,16 @@ class Channels
 public:
     enum class State : std::uint8_t
     {
-        /// Never opened.
+        /// No channel was opened with this number.
         Unknown,
         Open,
-        /// The broker has closed it, or was asked to: nothing may be sent on its number.
+        /// The broker closed the channel, or the destructor of Channel did. Nothing more may be sent on its number.
         Closed,
-        /// An error has taken it out of the registry; the broker may still have it open.
+        /// An error removed the channel from the registry. The broker may still have the channel open.
         Dropped
     };
 
-    /// The number of the next channel. Numbers are not reused.
+    /// Returns the number for the next channel. Numbers are not reused.
     std::uint16_t NextNumber() { return ++lastNumber; }
 
     void Add(std::uint16_t number, Channel& channel)
@@ -37,7 +37,7 @@ public:
         }
     }
 
-    /// The channel that hears of what arrives for this number; null when none is registered.
+    /// Returns the channel that is registered under this number, or null if there is none.
     Channel* Find(std::uint16_t number) const { return number < entries.size() ? entries[number].channel : nullptr; }
 
     bool IsClosed(std::uint16_t number) const
@@ -45,10 +45,10 @@ public:
         return number < entries.size() && entries[number].state == State::Closed;
     }
 
-    /// Nothing may be sent on the number from now on; its channel still hears of what arrives.
+    /// Notes that nothing more may be sent on the number. The channel stays registered until Drop.
     void Close(std::uint16_t number) { At(number).state = State::Closed; }
 
-    /// Its channel hears of nothing more through the registry.
+    /// Removes the channel from the registry: Run no longer reports errors or returned messages to it.
     void Drop(std::uint16_t number)
     {
         if (number < entries.size())
@@ -89,7 +89,7 @@ private:
         return entries[number];
     }
 
-    std::vector<Entry> entries; // by number
+    std::vector<Entry> entries; // indexed by channel number
     std::uint16_t lastNumber = 0;
 };
 

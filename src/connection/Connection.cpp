@@ -1,3 +1,4 @@
+// Forwards each operation to ConnectionImpl, which the connection owns. Connection.hpp says which thread may call.
 #include <amqp/Connection.hpp>
 
 #include "connection/ConnectionImpl.hpp"
@@ -8,7 +9,7 @@ namespace Amqp
 namespace
 {
 
-// The zero-terminated text that a view stands for; a view of nothing is the empty text.
+// Returns the zero-terminated string behind a view, or the empty string for a null view.
 const char* Text(std::string_view view)
 {
     return view.data() == nullptr ? "" : view.data();

@@ -1,8 +1,9 @@
-// One connection: the engine that moves its octets, and who hears of what they say. Everything is composed by value,
-// and nothing here knows a socket. Used by one thread at a time; only Stop may be called from another.
+// Implements one connection. ConnectionImpl owns the engine, which moves the bytes, and the registries of channels,
+// consumers and callbacks. Connection owns the ConnectionImpl. Nothing here knows a socket. One thread at a time may
+// use a ConnectionImpl; only Stop may be called from another thread.
 //
-// One subject a file: Setup.cpp, ErrorPolicy.cpp, Calls.cpp, Topology.cpp, Subscribing.cpp, Publishing.cpp, Batch.cpp,
-// Returning.cpp, RunLoop.cpp, Dispatch.cpp, Multipart.cpp.
+// Each subject has a source file: Setup.cpp, ErrorPolicy.cpp, Calls.cpp, Topology.cpp, Subscribing.cpp, Publishing.cpp,
+// Batch.cpp, Returning.cpp, RunLoop.cpp, Dispatch.cpp, Multipart.cpp.
 #pragma once
 
 #include "connection/Channels.hpp"
@@ -44,14 +45,15 @@ public:
     void LogIn(const Login& login);
     const Table& Tags() const { return clientProperties; }
 
-    /// A call that awaits the broker's reply. Gives the reply, or nothing when the channel was told of an error.
-    /// Throws, with nothing sent, when one of the texts is longer than AMQP can express.
+    /// The method that a call sends, and the method that its reply must have.
     struct Request
     {
         amqp_method_number_t method;
         void* fields;
         amqp_method_number_t reply;
     };
+    /// Sends the request and waits for the broker's reply. Returns the reply, or nothing if an error was reported to
+    /// the channel's notifier. If one of the `texts` exceeds 255 bytes, sends nothing, drops all channels and throws.
     std::optional<Event> Call(Channel& channel, std::initializer_list<std::string_view> texts, const Request& request);
 
     void RegisterChannel(Channel& channel);
@@ -67,27 +69,29 @@ public:
     std::optional<bool> Run(timeval wait);
     void Stop();
 
-    /// Gives whether anything is gathered: a socket may outlive the connection that failed on it.
+    /// Begins a batch. Returns whether messages are gathered. Begin must know whether the session has failed, because
+    /// the socket may still be open after a failure.
     bool BeginBatch() { return writer.Gathered().Begin(session.Failure() == AMQP_STATUS_OK); }
     void EndBatch() { writer.Gathered().End(); }
 
 private:
-    // The error policy. Judge drops whom a failure concerns, and tells or throws; nobody else does. The checks only say
-    // what it reaches.
+    // The error policy. Judge drops the channels that an error concerns, and reports or throws the error. The caller of
+    // Judge chooses the reach.
     enum class Reach
     {
-        Caller,            // thrown, and nothing has changed
-        Channel,           // dropped, and told: the operation goes on quietly
-        ChannelThatCloses, // told while it is registered still, and dropped
-        Method,            // that has arrived: thrown, and its channel is dropped
-        Connection         // thrown, and all channels are dropped
+        Caller,            // throw; drop no channel
+        Channel,           // drop the channel, then report to its notifier; the operation returns normally
+        ChannelThatCloses, // report first, then drop: a notifier that destroys the channel still sends channel.close
+        Method,            // an unexpected method arrived: drop its channel and throw
+        Connection         // drop all channels and throw
     };
+    // Judge returns false if it reported the error. The checks return true on success, and otherwise call Judge.
     bool Judge(Reach reach, ErrorCode&& error, Channel* channel);
     bool CheckReply(Channel& channel, const amqp_rpc_reply_t& reply);
     bool CheckStatus(int status, Channel* channel);
     void RequireUsable();
-    /// Throws when the channel's number is closed, of which its notifier is told if it does not know yet. A broker
-    /// answers whatever is sent on such a number by closing the whole connection, or not at all.
+    /// Throws if the channel is closed. If the broker's channel.close is still parked, first reports the close to the
+    /// notifier. If we sent anything on a closed channel, the broker would close the connection, or never reply.
     void RequireNotClosed(Channel& channel);
     void FindParkedClose(std::uint16_t number);
 
@@ -114,13 +118,13 @@ private:
     Channels channels;
     Consumers consumers;
     Returns returns;
-    std::unique_ptr<Envelope> spareEnvelope; // what the next delivery is shown in
+    std::unique_ptr<Envelope> spareEnvelope; // reused for every delivery
     Table clientProperties;
     timeval consumeTimeout;
-    std::atomic<bool> stopRequested = false; // shared with other threads
+    std::atomic<bool> stopRequested = false; // Stop sets the flag from any thread
 };
 
-/// Whole seconds and the rest, 32 bits each.
+/// Splits a duration into whole seconds, which must fit 32 bits, and the remaining microseconds.
 timeval ToTimeval(std::chrono::microseconds duration);
 
 } // namespace Amqp

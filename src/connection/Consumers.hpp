@@ -1,4 +1,4 @@
-// The consumers of one connection by their tags. Owns their subscriptions. Belongs to the connection's thread.
+// Owns the subscriptions of one connection, and finds them by their consumer tags. Belongs to the connection's thread.
 #pragma once
 
 #include "connection/Subscription.hpp"
@@ -18,13 +18,14 @@ class Consumers
 public:
     using Owned = std::unique_ptr<Subscription, Subscription::Forget>;
 
-    /// A tag that is known keeps the subscription that it has.
+    /// Adds a subscription. If the tag is already in use, keeps the old subscription and destroys the new one.
     void Add(Owned subscription) { byTag.insert(std::move(subscription)); }
 
-    /// Null when nobody has subscribed with this tag.
+    /// Returns the subscription with this tag, or null if there is none.
     Subscription* Find(std::string_view tag)
     {
-        if (latest == nullptr || latest->tag != tag) // most connections have one consumer
+        // Most connections have one consumer, so the latest result is usually the right one.
+        if (latest == nullptr || latest->tag != tag)
         {
             const auto found = byTag.find(tag);
             if (found == byTag.end())
@@ -36,7 +37,7 @@ public:
         return latest;
     }
 
-    /// Takes the subscription out; empty when there was none.
+    /// Removes and returns the subscription with this tag. Returns null if there is none.
     Owned Take(std::string_view tag)
     {
         const auto found = byTag.find(tag);
@@ -58,8 +59,8 @@ private:
     static std::string_view TagOf(std::string_view tag) { return tag; }
     static std::string_view TagOf(const Owned& subscription) { return subscription->tag; }
 
-    // Finds a tag that is only viewed, without a copy. Not noexcept: the set then keeps each hash, and looks at no tag
-    // but the one it finds.
+    // Lets the set find a std::string_view without copying it into a std::string. The call operator is not noexcept:
+    // the set then stores each hash, and compares strings only where the hashes are equal.
     struct Hash
     {
         using is_transparent = void;
@@ -82,7 +83,7 @@ private:
     };
 
     std::unordered_set<Owned, Hash, Equal> byTag;
-    Subscription* latest = nullptr; // that was found
+    Subscription* latest = nullptr; // the result of the latest successful search
 };
 
 } // namespace Amqp

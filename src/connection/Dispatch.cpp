@@ -1,4 +1,4 @@
-// From a delivery to its handler, and the handler's verdict back to the broker.
+// Passes a delivery to its handler, and sends the handler's verdict to the broker.
 #include "connection/ConnectionImpl.hpp"
 
 #include "values/Bytes.hpp"
@@ -13,8 +13,8 @@ namespace Amqp
 namespace
 {
 
-// Lends the envelope that a handler sees. All deliveries use the same envelope. A step inside a step makes another one,
-// because the outer handler still looks at the first.
+// Lends the envelope that a handler sees. All deliveries use the same envelope. A step inside a step makes another
+// envelope, because the outer handler still looks at the first.
 class EnvelopeLoan
 {
 public:
@@ -52,7 +52,7 @@ void Connection::ConnectionImpl::Deliver(Subscription& subscription, Event& deli
 {
     if (!subscription.handler && subscription.mode == Explicit)
     {
-        Settle(delivery, Nack); // calling the empty handler below then raises std::bad_function_call
+        Settle(delivery, Nack); // reject first: calling the empty handler below throws std::bad_function_call
     }
 
     const EnvelopeLoan loan(spareEnvelope);
@@ -87,14 +87,14 @@ void Connection::ConnectionImpl::Deliver(Subscription& subscription, Event& deli
 
 void Connection::ConnectionImpl::Settle(const Event& delivery, Acknowledge verdict)
 {
-    // The broker takes back what a closed channel had not acknowledged, and answers an acknowledgement on such a
-    // channel by closing the whole connection.
+    // When a channel closes, the broker requeues its unacknowledged deliveries. If we then acknowledged one, the broker
+    // would close the whole connection. So send no verdict on a closed channel.
     if (channels.IsClosed(delivery.channel))
     {
         return;
     }
     const std::uint64_t tag = delivery.As<amqp_basic_deliver_t>().delivery_tag;
-    const bool more = inbound.HasMore(); // and then more answers: they share a segment
+    const bool more = inbound.HasMore(); // more verdicts may follow, which then share a segment
     if (verdict == Ack)
     {
         amqp_basic_ack_t ack{};

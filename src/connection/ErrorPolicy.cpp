@@ -1,4 +1,4 @@
-// The one place that decides whether an error is told to a channel or thrown.
+// Decides whether an error is reported to a channel's notifier or thrown; no other file does.
 #include "connection/ConnectionImpl.hpp"
 
 #include "connection/ErrorTranslation.hpp"
@@ -16,8 +16,8 @@ namespace
 
 using Notifier = std::function<void(ErrorCode&&)>;
 
-// Calls the notifier of `channel`. The notifier may destroy its channel, and with it itself: both are kept until it has
-// returned, the channel if it is shared.
+// Reports an error to the notifier of `channel`. The notifier may destroy the channel, which owns the notifier. So the
+// parameter keeps the notifier alive until it returns. A channel that is held by std::shared_ptr is kept alive, too.
 void Notify(const Channel& channel, const std::shared_ptr<const Notifier>& notifier, ErrorCode error)
 {
     const auto kept = channel.weak_from_this().lock();
@@ -68,7 +68,7 @@ bool Connection::ConnectionImpl::CheckReply(Channel& channel, const amqp_rpc_rep
     }
     case ErrorCode::ConnectionClosed:
     {
-        // On the channel's own number, where brokers take it as well as on 0.
+        // Send the close-ok on the channel's own number: brokers accept a close-ok there as well as on channel 0.
         amqp_connection_close_ok_t closeOk{};
         writer.Answer(number, AMQP_CONNECTION_CLOSE_OK_METHOD, &closeOk);
         session.Fail(AMQP_STATUS_CONNECTION_CLOSED);
@@ -104,7 +104,8 @@ void Connection::ConnectionImpl::RequireUsable()
 void Connection::ConnectionImpl::RequireNotClosed(Channel& channel)
 {
     const std::uint16_t number = channel.Token();
-    // The notifier that hears of a parked close may drop the last reference to the connection.
+    // FindParkedClose may call the notifier, which may release the last reference to the connection. So keep the
+    // connection alive until this function returns.
     const auto kept = inbound.HasParked() ? channel.Hold() : nullptr;
     FindParkedClose(number);
     if (channels.IsClosed(number))
@@ -113,7 +114,8 @@ void Connection::ConnectionImpl::RequireNotClosed(Channel& channel)
     }
 }
 
-// Found before anything is asked of the channel: the broker would not answer.
+// Handles a channel.close that is parked. Call this function before anything is sent on the channel: after its
+// channel.close, the broker would not reply.
 void Connection::ConnectionImpl::FindParkedClose(std::uint16_t number)
 {
     Event close;

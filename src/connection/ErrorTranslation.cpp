@@ -13,12 +13,12 @@ namespace Amqp
 namespace
 {
 
-// The code of every error that is the library's or rabbitmq-c's own and comes in place of a reply.
+// The code of an error that takes the place of a reply, and that the broker did not send.
 constexpr std::uint16_t noBrokerCode = 1;
 
 ErrorCode FromServerException(const amqp_method_t& method)
 {
-    // rabbitmq-c reports only the two close methods this way, and both begin with code and text.
+    // Only the two close methods are reported this way, and the fields of both begin with code and text.
     const auto* const close = static_cast<const amqp_channel_close_t*>(method.decoded);
     const auto category = method.id == AMQP_CONNECTION_CLOSE_METHOD ? ErrorCode::ConnectionClosed
                           : method.id == AMQP_CHANNEL_CLOSE_METHOD  ? ErrorCode::ChannelClosed
@@ -45,7 +45,7 @@ ErrorCode::Categories CategoryOf(int magnitude)
 
 ErrorCode FromReply(const amqp_rpc_reply_t& reply)
 {
-    // Read as a number: to switch on a value that the enumeration does not have would be undefined.
+    // Read the type as a number: the behaviour would be undefined if we switched on a value outside the enumeration.
     int type = 0;
     static_assert(sizeof type == sizeof reply.reply_type);
     std::memcpy(&type, &reply.reply_type, sizeof type);

@@ -1,3 +1,5 @@
+// Implements PartSeries, and Channel::Publish, which sends a large body as a series. Multipart.hpp and Channel.hpp say
+// who owns what, and which thread may call.
 #include "connection/Multipart.hpp"
 
 #include "connection/PartHeader.hpp"
@@ -74,8 +76,9 @@ void Channel::Publish(std::string_view exchange, std::string_view routingKey, co
         return;
     }
     const auto held = Hold();
-    // A part that is refused does not stop those that follow. The notifier it goes to may drop the channel, which is
-    // kept if it is shared, or destroy it.
+    // If a part cannot be sent, the remaining parts are still attempted. The notifier of the error may release the
+    // channel. If a std::shared_ptr holds the channel, `self` keeps the channel alive. Otherwise the notifier may
+    // destroy the channel: `watch` then expires and ends the series.
     const auto self = weak_from_this().lock();
     const std::weak_ptr<void> watch = Watch();
     std::optional<Batch> together;
@@ -106,7 +109,7 @@ void Channel::Publish(std::string_view exchange, std::string_view routingKey, st
     stream.seekg(0, std::ios::end);
     const std::streamoff size = stream.tellg();
     std::string content;
-    // A pipe has no size, and a folder an absurd one.
+    // The size of a pipe is unknown (-1), and the size reported for a directory is absurdly large.
     if (size < 0 || static_cast<std::uint64_t>(size) > content.max_size())
     {
         throw std::runtime_error(ownTexts.invalidStream);

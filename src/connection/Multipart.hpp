@@ -1,4 +1,5 @@
-// Sending a large body as a series of messages: the slices are views, no byte of the body is copied.
+// Cuts a large body into the parts of a series of messages. A PartSeries borrows the body: each part is a view, and no
+// byte is copied. Belongs to the thread that publishes.
 #pragma once
 
 #include <amqp/Envelope.hpp>
@@ -9,14 +10,14 @@
 namespace Amqp
 {
 
-/// The parts of one body, in order. The body must outlive the series.
+/// The parts of one body, in order. The envelope and its body must outlive the series.
 class PartSeries
 {
 public:
-    /// @param partSize  the largest part in bytes; not 0, and smaller than the body.
+    /// @param partSize  the size of the largest part in bytes: at least 1, and smaller than the body.
     PartSeries(const Envelope& whole, std::size_t partSize);
 
-    /// The next part, or null after the last one. Valid until the next call.
+    /// Returns the next part, or null after the last part. The part is valid until the next call.
     const Envelope* Next();
 
 private:

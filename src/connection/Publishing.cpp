@@ -1,4 +1,4 @@
-// One message to the broker.
+// Publishes one message.
 #include "connection/ConnectionImpl.hpp"
 
 #include "values/Bytes.hpp"
@@ -35,7 +35,8 @@ void Connection::ConnectionImpl::Publish(Channel& channel, std::string_view exch
                      : CheckEncodable(properties.value, session.FrameMax() - frameOverhead - contentHeaderFixed);
     if (status == AMQP_STATUS_OK)
     {
-        const std::string_view body = envelope.ViewBody(0, envelope.Size()); // a null body is empty, whatever its size
+        // If the body is null, ViewBody returns an empty view, whatever the size.
+        const std::string_view body = envelope.ViewBody(0, envelope.Size());
         status = writer.Message(channel.Token(), {exchange, routingKey, callback ? 1 : 0, properties.value, body});
     }
     if (CheckStatus(status, &channel) && callback)

@@ -25,7 +25,8 @@ const std::uint64_t* FindNumber(const Envelope& envelope, const char* name)
     return std::get_if<std::uint64_t>(FindHeader(envelope, name));
 }
 
-// Looks at what was read: an ordinary message needs no decoded headers.
+// Returns whether the message has the header of a part. Looks at the headers as rabbitmq-c has read them: ordinary
+// messages are spared the decoding.
 bool MayBePart(const amqp_basic_properties_t& properties)
 {
     const auto isFlag = [](const amqp_table_entry_t& entry) { return ToView(entry.key) == PartHeader::flag; };

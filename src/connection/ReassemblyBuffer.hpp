@@ -1,5 +1,5 @@
-// Joins the parts of a large body. Belongs to one subscription and holds the bodies of parts whose siblings are
-// missing.
+// Joins the parts of large bodies. Each subscription owns one buffer, and the buffer owns the bodies of the parts that
+// wait for the rest of their series. Belongs to the connection's thread.
 #pragma once
 
 #include "engine/Event.hpp"
@@ -21,17 +21,17 @@ class ReassemblyBuffer
 public:
     enum class Result
     {
-        Ordinary,  ///< No part of a series.
-        Stored,    ///< Kept until its siblings have come.
-        Duplicate, ///< Its sibling with the same index is here already; not kept.
-        Complete   ///< The last one missing: its envelope now shows the whole body.
+        Ordinary,  ///< The delivery is no part of a series.
+        Stored,    ///< The buffer keeps the part until the rest of the series has arrived.
+        Duplicate, ///< The buffer already has a part with this index, and has not kept the new one.
+        Complete   ///< The last missing part has arrived: its envelope now shows the whole body.
     };
 
-    /// Takes in a delivery, and the envelope made of it; a whole body is put into `whole`. When something is thrown,
-    /// nothing has changed, and the part may come again.
+    /// Takes a delivery and the envelope that shows it. When the series is complete, joins its parts in `whole`, which
+    /// the envelope then shows. If Take throws, the buffer has not kept the part; the broker may redeliver the part.
     ///
-    /// @throws std::bad_variant_access  the header that names the series holds no string.
-    /// @throws std::bad_alloc           there is no memory for the body, the part's or the whole one.
+    /// @throws std::bad_variant_access  the header with the hash, which names the series, holds no string.
+    /// @throws std::bad_alloc           there is no memory for the part or for the whole body.
     Result Take(Event& delivery, Envelope& envelope, Octets& whole);
 
 private:

@@ -1,4 +1,4 @@
-// Messages that the broker sends back as unroutable.
+// Handles the messages that the broker returns because it could not route them.
 #include "connection/ConnectionImpl.hpp"
 
 #include "connection/ErrorTranslation.hpp"
@@ -15,7 +15,7 @@ namespace Amqp
 namespace
 {
 
-// std::stoull, but with the same texts from every standard library.
+// Like std::stoull, but the error texts are the same with every standard library.
 std::uint64_t ToNumber(const std::string& text)
 {
     try
@@ -36,12 +36,12 @@ std::uint64_t ToNumber(const std::string& text)
 
 void Connection::ConnectionImpl::HandleReturn(const Event& event, Channel& channel)
 {
-    if (event.kind == Event::Kind::Lost)
+    if (event.kind == Event::Kind::Lost) // the stream ended in the middle of the message
     {
         CheckReply(channel, LibraryException(session.Failure()));
         return;
     }
-    if (event.kind == Event::Kind::Broken)
+    if (event.kind == Event::Kind::Broken) // another frame arrived in place of the content, perhaps a close
     {
         Event close;
         const bool closed = inbound.TakeClose(close, event.channel);
@@ -57,7 +57,8 @@ void Connection::ConnectionImpl::HandleReturn(const Event& event, Channel& chann
         return;
     }
 
-    // A copy, and removed by number: the callback may publish, and may run into this very number again.
+    // The callback may run a step, and the step may handle another return with this number and remove the callback. So
+    // call a copy, and remove by number afterwards.
     const PublishCallback callback = *pending;
     const auto& method = event.As<amqp_basic_return_t>();
     callback(MakeReceivedEnvelope(properties, event.body),

@@ -1,5 +1,6 @@
-// The callbacks of messages that the broker may send back, by the number that each message carries as its message id.
-// One is kept until its message comes back: nobody says that it will not. Belongs to the connection's thread.
+// Owns the callbacks of messages that the broker may return. Each message carries the number of its callback as its
+// message id. The broker never says that it has routed a message. So a callback is kept until the broker returns its
+// message, and otherwise as long as the connection. Belongs to the connection's thread.
 #pragma once
 
 #include <amqp/AckStatus.hpp>
@@ -14,13 +15,13 @@ namespace Amqp
 class Returns
 {
 public:
-    /// The number of the next message with a callback, from 1 on.
+    /// Returns a new number for the next message with a callback. The first number is 1.
     std::uint64_t NextNumber() { return ++sequence; }
 
-    /// For the message with the number that was given last.
+    /// Keeps the callback of the message whose number NextNumber returned last.
     void Add(PublishCallback&& callback) { byNumber.emplace_hint(byNumber.end(), sequence, std::move(callback)); }
 
-    /// Null when no message with this number is waited for.
+    /// Returns the callback of the message with this number, or null if there is none.
     const PublishCallback* Find(std::uint64_t number) const
     {
         const auto found = byNumber.find(number);

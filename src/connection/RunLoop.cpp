@@ -1,4 +1,4 @@
-// One step of the run loop: wait for what the broker sends, and find out what it is.
+// Implements one step of the run loop: waits for the next event, finds out what it is, and handles it.
 #include "connection/ConnectionImpl.hpp"
 
 #include "connection/ErrorTranslation.hpp"
@@ -27,10 +27,11 @@ void Connection::ConnectionImpl::Stop()
 
 std::optional<bool> Connection::ConnectionImpl::Run(timeval wait)
 {
-    // An exchange in every step would cost more.
+    // Load first: an exchange in every step would be slower.
     if (stopRequested.load(std::memory_order_relaxed) && stopRequested.exchange(false))
     {
-        receiver.ForgetWake(); // after the flag: a Stop that comes meanwhile sets it again
+        // Clear the wakeup after the flag: if another thread calls Stop in between, the next step still sees its flag.
+        receiver.ForgetWake();
         writer.Push();
         return false;
     }
@@ -48,14 +49,17 @@ std::optional<bool> Connection::ConnectionImpl::Run(timeval wait)
     Receiver::Wait patience{limit, {}};
     Event event;
     int status = Next(event, patience);
+    // An incomplete delivery reaches no handler. If a close interrupted the delivery, FindClose handles the close, and
+    // the step ends. Otherwise the step handles the next event.
     while (status == AMQP_STATUS_OK && IsIncompleteDelivery(event))
     {
         if (FindClose(event.channel))
         {
             return false;
         }
-        status = Next(event, patience); // what came in its place
+        status = Next(event, patience);
     }
+    // The step that finds the peer silent returns empty; the next step throws.
     if (status == AMQP_STATUS_TIMEOUT || (status == AMQP_STATUS_HEARTBEAT_TIMEOUT && !failedBefore))
     {
         return {};
@@ -67,7 +71,8 @@ std::optional<bool> Connection::ConnectionImpl::Run(timeval wait)
     return Handle(event);
 }
 
-// A wakeup may come after the step that has obeyed its Stop: it ends no other wait.
+// Waits for the next event. Stop sets the flag first, and then signals the wakeup. A step may obey the flag before the
+// signal arrives. The late signal must not end the wait of a later step.
 int Connection::ConnectionImpl::Next(Event& event, Receiver::Wait& wait)
 {
     for (;;)
@@ -93,7 +98,8 @@ bool Connection::ConnectionImpl::Handle(Event& event)
     {
         return false;
     }
-    // A delivery that came as a mere method is one that nobody expects.
+    // Only a delivery with content has a handler. A basic.deliver without content arrived on channel 0, or in place of
+    // another delivery's content: the code below treats the delivery like any unexpected method.
     if (event.method.id == AMQP_BASIC_DELIVER_METHOD && event.kind != Event::Kind::Method)
     {
         Dispatch(event);
@@ -156,12 +162,13 @@ bool Connection::ConnectionImpl::HandleUnregistered(const Event& event)
     }
     else if (event.method.id == AMQP_CHANNEL_CLOSE_METHOD)
     {
-        channels.Close(event.channel); // of a channel that an error has dropped
+        channels.Close(event.channel); // an error had dropped the channel; send nothing more on its number
     }
     return true;
 }
 
-// Whether a close has broken a message, which is noted then: nobody else is told.
+// Takes the close that interrupted a message on this channel. Notes that the channel is closed, or that the connection
+// has failed. Reports nothing to a notifier. Returns false if no close interrupted the message.
 bool Connection::ConnectionImpl::FindClose(std::uint16_t number)
 {
     Event close;

@@ -1,4 +1,4 @@
-// From nothing to a connection that is logged in, and back.
+// Opens, logs in and closes a connection.
 #include "connection/ConnectionImpl.hpp"
 
 #include "connection/ErrorTranslation.hpp"
@@ -20,7 +20,8 @@ timeval ToTimeval(std::chrono::microseconds duration)
 Connection::ConnectionImpl::ConnectionImpl(const Table& properties, std::chrono::microseconds timeout)
     : clientProperties(properties), consumeTimeout(ToTimeval(timeout))
 {
-    // Refused here, before anything is sent: rabbitmq-c would send a table that no broker can read.
+    // A table with a key of more than 255 bytes has no size. Refuse the table before anything is sent: rabbitmq-c would
+    // send bytes that no broker can read.
     if (!WireSize(EncodedTable(clientProperties).Get()))
     {
         throw FromStatus(AMQP_STATUS_BAD_AMQP_DATA);
@@ -38,7 +39,7 @@ void Connection::ConnectionImpl::SayGoodbye()
 {
     if (!session.HasSocket() || writer.Usable() == AMQP_STATUS_HEARTBEAT_TIMEOUT)
     {
-        return;
+        return; // there is no socket, or the peer is silent and would not reply
     }
     amqp_connection_close_t close{};
     close.reply_code = AMQP_REPLY_SUCCESS;
@@ -46,7 +47,8 @@ void Connection::ConnectionImpl::SayGoodbye()
     Event reply;
     if (session.Failure() != AMQP_STATUS_OK || inbound.TakeParkedClose(reply, 0, AMQP_CONNECTION_CLOSE_METHOD))
     {
-        // No answer can be waited for: the broker is told if it can be without waiting.
+        // The connection has failed, or the broker itself has sent connection.close: no reply would arrive. So send
+        // connection.close only if that cannot block, and await no reply.
         writer.MethodIfRoom(0, AMQP_CONNECTION_CLOSE_METHOD, &close);
         return;
     }

@@ -1,4 +1,4 @@
-// Starting and ending consumers.
+// Starts and cancels consumers.
 #include "connection/ConnectionImpl.hpp"
 
 #include "values/Bytes.hpp"
@@ -26,7 +26,8 @@ void Connection::ConnectionImpl::Subscribe(Channel& channel, std::string_view co
 
 void Connection::ConnectionImpl::Unsubscribe(Channel& channel, std::string_view consumerTag)
 {
-    // The handler goes before the broker is told, and may take the tag with it, or the channel.
+    // The handler is destroyed before basic.cancel is sent. Its destructor may destroy the string that `consumerTag`
+    // views, or the channel. So copy the tag, keep a channel that is held by std::shared_ptr, and watch any other.
     const std::string tag(consumerTag);
     const std::uint16_t number = channel.Token();
     const auto kept = channel.weak_from_this().lock();
@@ -43,7 +44,7 @@ void Connection::ConnectionImpl::Unsubscribe(Channel& channel, std::string_view 
     }
     if (watch.expired() || channels.IsClosed(number))
     {
-        return; // a consumer goes with its channel
+        return; // the broker has ended the consumer together with its channel
     }
     amqp_basic_cancel_t cancel{};
     cancel.consumer_tag = ToBytes(tag);

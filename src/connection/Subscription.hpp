@@ -1,6 +1,7 @@
-// A consumer that this connection started: its handler and the parts of large bodies that wait to be joined. Owned by
-// the connection's map; but a handler may unsubscribe itself, so that one that is in use goes when it no longer is.
-// Belongs to the connection's thread: a std::shared_ptr would count as if threads shared it, with every delivery.
+// A consumer that this connection started: its handler, and the parts of large bodies that wait to be joined. Consumers
+// owns the subscription. A handler may unsubscribe itself while it runs, so a subscription in use is destroyed when its
+// last use ends. Belongs to the connection's thread, so a plain counter of uses suffices: a std::shared_ptr would count
+// atomically for every delivery.
 #pragma once
 
 #include "connection/ReassemblyBuffer.hpp"
@@ -28,7 +29,7 @@ public:
     ReassemblyBuffer parts;
     const AcknowledgeMode mode;
 
-    /// Keeps it alive meanwhile.
+    /// Keeps the subscription alive while its handler runs. The last Use destroys a forgotten subscription.
     class Use
     {
     public:
@@ -47,6 +48,7 @@ public:
         Subscription& used;
     };
 
+    /// Destroys the subscription, or leaves that to its last Use. The deleter of the owner.
     struct Forget
     {
         void operator()(Subscription* subscription) const
@@ -63,7 +65,7 @@ public:
 private:
     ~Subscription() = default;
 
-    std::uint32_t users = 0; // steps of the run loop, one inside the other
+    std::uint32_t users = 0; // nested steps of the run loop that handle its deliveries
     bool forgotten = false;
 };
 

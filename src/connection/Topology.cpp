@@ -1,4 +1,5 @@
-// Exchanges, queues and bindings: each operation is one call that awaits the broker's reply. None sends arguments.
+// Declares, binds and deletes exchanges and queues. Each operation is one call, which awaits the broker's reply. No
+// operation sends arguments.
 #include "connection/ConnectionImpl.hpp"
 
 #include "values/Bytes.hpp"
