@@ -19,7 +19,7 @@ Array& Array::operator=(Array&& other) noexcept = default;
 
 Array& Array::operator=(const Array& other)
 {
-    // Copied before anything is given up: `other` may be an element of this array.
+    // Copy first: `other` may be inside an element of this array, and the assignment destroys the elements.
     auto copy = other.entries;
     entries.swap(copy);
     return *this;

@@ -1,5 +1,5 @@
-// Views of text and bytes, to and from rabbitmq-c's form. Nothing is copied: the result lives as long as what it
-// was made from.
+// Converts views of strings and bytes to rabbitmq-c's form and back. Copies and owns nothing: the result is valid as
+// long as its source. The functions have no state: any thread may call them.
 #pragma once
 
 #include "values/RabbitMq.hpp"
@@ -12,11 +12,11 @@ namespace Amqp
 
 inline amqp_bytes_t ToBytes(std::string_view text)
 {
-    // rabbitmq-c only reads what it is given, but its structure has no const.
+    // rabbitmq-c only reads these bytes, but its structure has no const.
     return {text.size(), const_cast<char*>(text.data())};
 }
 
-/// Whether a text is longer than the 255 bytes that AMQP can express in a name or a property.
+/// Returns whether a string exceeds the 255 bytes that AMQP allows in a name or a property.
 inline bool IsTooLong(std::string_view text)
 {
     constexpr std::size_t longest = 255;

@@ -14,7 +14,8 @@ ErrorCode::ErrorCode(const std::string& text, Categories layer, unsigned short n
 
 ErrorCode::ErrorCode(const ErrorCode& other) = default;
 
-// A moved-from std::string is only promised to be valid; a moved-from error is promised to have no message.
+// The message is exchanged, not moved: a moved-from std::string may hold anything, but a moved-from ErrorCode must have
+// no message.
 ErrorCode::ErrorCode(ErrorCode&& other) noexcept
     // The base has nothing to move. NOLINTNEXTLINE(cert-oop11-cpp,performance-move-constructor-init)
     : std::exception(other), message(std::exchange(other.message, {})), category(other.category), code(other.code)

@@ -1,4 +1,4 @@
-// Decoding: see FieldCodec.hpp.
+// Decodes rabbitmq-c's structures. FieldCodec.hpp describes the functions.
 #include "values/FieldCodec.hpp"
 
 #include "values/Bytes.hpp"
@@ -12,8 +12,8 @@
 namespace Amqp
 {
 
-// Decodes into the place where a value is to stay: a table has no move, and one that was decoded apart would be copied
-// as often as it is deep.
+// Decodes each value directly into its final place. Table cannot be moved: a table decoded elsewhere would be copied
+// once for each level of nesting.
 class FieldDecoder
 {
 public:
@@ -98,7 +98,7 @@ void FieldDecoder::Decode(const amqp_table_t& table, Table& into)
         {
             continue;
         }
-        // Most come in order, and then no search is needed.
+        // Most keys arrive in ascending order; the hint then saves the search.
         const std::size_t before = into.entries.size();
         const auto place = into.entries.emplace_hint(into.entries.end(), std::piecewise_construct,
                                                      std::forward_as_tuple(ToView(entry.key)), std::tuple());

@@ -1,4 +1,4 @@
-// Encoding: see FieldCodec.hpp for who owns what.
+// Encodes into rabbitmq-c's structures. FieldCodec.hpp says who owns what.
 #include "values/FieldCodec.hpp"
 
 #include "values/Bytes.hpp"
@@ -36,7 +36,7 @@ void ReleaseEntries(const amqp_table_t& encoded)
     for (int i = 0; i < encoded.num_entries; ++i)
     {
         const amqp_field_value_t& value = encoded.entries[i].value;
-        if (HasBlocks(value)) // few have
+        if (HasBlocks(value)) // most values have none, and cost no call
         {
             ReleaseBlocks(value);
         }
@@ -61,8 +61,8 @@ void ReleaseBlocks(const amqp_field_value_t& value)
     }
 }
 
-// Owns a value while it is being encoded. Its entries count one by one: what is there when an exception comes is
-// released.
+// Owns a value while it is being encoded. The encoder counts each entry when it is complete. If an exception is thrown,
+// the destructor releases the entries that were counted.
 class Encoding
 {
 public:
@@ -78,8 +78,8 @@ public:
 
 amqp_field_value_t EncodeArray(const Array& array);
 
-// Gives false, and does nothing, for what has blocks of its own. Into the place where the value is to stay: copying
-// what was just written takes longer than writing it.
+// Encodes a value that has no blocks. Returns false, and does nothing, for an array or a table. Writes directly into
+// the final place: copying the encoded value would take longer than writing it.
 inline bool EncodeFlat(const FieldValue& value, amqp_field_value_t& encoded)
 {
     switch (value.index())
@@ -135,7 +135,7 @@ inline bool EncodeFlat(const FieldValue& value, amqp_field_value_t& encoded)
     case 12:
     case 13:
         return false;
-    default: // valueless after a failed assignment
+    default: // the variant is valueless, because an assignment threw
         encoded.kind = AMQP_FIELD_KIND_VOID;
     }
     return true;
@@ -178,7 +178,7 @@ amqp_field_value_t EncodeArray(const Array& array)
     return encoding.Finish();
 }
 
-// Gives whether there is something nested, which has blocks of its own.
+// Encodes the entries of a table. Returns whether an entry is an array or a table, and so has blocks of its own.
 bool EncodeEntries(const Table& table, amqp_table_t& encoded)
 {
     bool nested = false;
@@ -192,7 +192,7 @@ bool EncodeEntries(const Table& table, amqp_table_t& encoded)
             EncodeNested(value, entry->value);
         }
         ++entry;
-        ++encoded.num_entries; // one by one: what is there when an exception comes is released
+        ++encoded.num_entries; // after an exception, the caller releases the entries counted so far
     }
     return nested;
 }
@@ -234,7 +234,7 @@ EncodedTable::EncodedTable(const Table& table)
     if (table.Size() > few.size())
     {
         encoded = EncodeTable(table).value.table;
-        nested = true; // perhaps
+        nested = true; // perhaps: the destructor looks at each entry
         return;
     }
     if (table.Empty())
@@ -259,7 +259,7 @@ EncodedTable::~EncodedTable()
     {
         ReleaseEntries(encoded);
     }
-    if (encoded.entries != few.data()) // nothing is there when there are none
+    if (encoded.entries != few.data()) // the pointer of an empty table is null, which std::free accepts
     {
         std::free(encoded.entries);
     }

@@ -12,7 +12,8 @@ namespace Amqp
 namespace
 {
 
-// One more than the 255 bytes that AMQP can send: a text that was cut is refused when published, not sent short.
+// One byte more than AMQP can send. So a string that was cut is still too long: publishing the message fails, and no
+// truncated string is sent.
 constexpr std::size_t longestKept = 256;
 constexpr std::uint8_t highestPriority = 9;
 
@@ -202,7 +203,8 @@ MetaData::LazyTable& MetaData::LazyTable::operator=(const LazyTable& other)
     if (this != &other)
     {
         const Table& source = other.Get();
-        encoded.store(nullptr, std::memory_order_relaxed); // not decoded first: what it had been lent may be gone
+        // Forget the borrowed headers without decoding them: rabbitmq-c may already have reused their memory.
+        encoded.store(nullptr, std::memory_order_relaxed);
         decoded = source;
     }
     return *this;
@@ -223,7 +225,8 @@ void MetaData::LazyTable::Decode(const void* table)
     encoded.store(table, std::memory_order_relaxed);
 }
 
-// Several threads may read a message: the first one that asks decodes, the others wait for it.
+// Decodes the borrowed headers. Several threads may read a message: the first thread that asks for the headers decodes
+// them, and the other threads wait.
 void MetaData::LazyTable::DecodeNow() const
 {
     static const char inProgress = 0;
@@ -234,7 +237,7 @@ void MetaData::LazyTable::DecodeNow() const
         {
             std::this_thread::yield();
         }
-        Get(); // the other one may have failed
+        Get(); // if decoding threw in the other thread, this thread tries
         return;
     }
     try
@@ -246,7 +249,7 @@ void MetaData::LazyTable::DecodeNow() const
     }
     catch (...)
     {
-        decoded = Table(); // a key that is there already would not be decoded again
+        decoded = Table(); // DecodeTable would skip the keys that are already there
         encoded.store(table, std::memory_order_release);
         throw;
     }

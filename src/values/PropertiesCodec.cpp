@@ -52,7 +52,7 @@ bool HasLongText(const amqp_basic_properties_t& properties)
     {
         return false;
     }
-    std::size_t lengths = 0; // whose bits, all together, tell without a branch whether one is 256 or more
+    std::size_t lengths = 0; // OR of all lengths: more than 255 if and only if some length is; needs no branch
     for (const TextProperty& property : textProperties)
     {
         lengths |= (properties.*property.text).len;
@@ -79,7 +79,7 @@ std::size_t SizeBesideHeaders(const amqp_basic_properties_t& properties)
 
 } // namespace
 
-// What only the codec sees of a message's properties.
+// Reads and writes the private members of MetaData for the functions below.
 class PropertiesCodec
 {
 public:
@@ -106,7 +106,7 @@ public:
                 .cluster_id = ToBytes(metaData.clusterId)};
     }
 
-    // Texts keep their memory.
+    // Resets all properties. The strings keep their memory for the next message.
     static void Clear(MetaData& metaData)
     {
         if ((metaData.flags & anyText) != 0)
@@ -129,7 +129,7 @@ public:
         metaData.flags = 0;
     }
 
-    // Lends the message the headers that rabbitmq-c has read.
+    // Lends rabbitmq-c's headers to the message, which decodes them only when somebody asks for them.
     static void Lend(const amqp_table_t& headers, MetaData& metaData)
     {
         metaData.headers.Decode(&headers);
@@ -155,7 +155,7 @@ int CheckEncodable(const amqp_basic_properties_t& properties, std::size_t room)
     }
     if ((properties._flags & AMQP_BASIC_HEADERS_FLAG) == 0)
     {
-        return AMQP_STATUS_OK; // every other property at its longest fits the smallest frame there is
+        return AMQP_STATUS_OK; // the other properties fit even the smallest frame
     }
     if (const auto atMost = WireSizeAtMost(properties.headers); atMost && *atMost + mostBesideHeaders <= room)
     {

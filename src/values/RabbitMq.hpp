@@ -1,4 +1,4 @@
-// The one place that includes rabbitmq-c, whose headers moved into a folder of their own with version 0.12.
+// Includes the headers of rabbitmq-c; no other file does. Version 0.12 moved the headers into a folder of their own.
 #pragma once
 
 #if __has_include(<rabbitmq-c/amqp.h>)

@@ -13,7 +13,7 @@ Table::~Table() = default;
 
 Table& Table::operator=(const Table& other)
 {
-    // Copied before anything is given up: `other` may be an entry of this table.
+    // Copy first: `other` may be inside an entry of this table, and the assignment destroys the entries.
     auto copy = other.entries;
     entries.swap(copy);
     return *this;
@@ -61,8 +61,8 @@ bool Table::Insert(std::string_view key, const Table& value)
 
 bool Table::Insert(std::string_view key, Table&& value)
 {
-    // The empty key is let in here, unlike above. The copy is made before the map is touched, so that a table
-    // moved into itself adds what it held, not a half-changed map.
+    // Unlike the other overloads, this one accepts the empty key. Copy before the map changes: if a table is inserted
+    // into itself, the new entry must hold the former entries, not a half-changed map.
     return entries.try_emplace(std::string(key), FieldValue(std::as_const(value))).second;
 }
 

@@ -1,5 +1,5 @@
-// Every text that the library itself throws, puts into an ErrorCode or logs; docs/errors.md explains each of them.
-// Programs compare these texts: they stay as they are. Constants: any thread may read them.
+// Every text that the library itself throws, puts into an ErrorCode or logs; docs/errors.md explains each text.
+// Programs compare these texts: do not change them. Any thread may read these constants.
 #pragma once
 
 #include <array>
@@ -8,7 +8,7 @@
 namespace Amqp
 {
 
-// All members are of one type, so that AllTexts sees each of them without a second list.
+// All members have the same type, so AllTexts returns every member without a second list.
 struct Texts
 {
     // Thrown, mostly as std::runtime_error.
@@ -35,7 +35,7 @@ struct Texts
     const char* missingReplyType = "Missing AMQP RPC reply type";
     const char* unknownReplyType = "Unexpected exception";
 
-    // Log lines. Those with {} are formats, which fmt checks when the library is compiled.
+    // Log lines. A text with {} is a format, which fmt checks when the library is compiled.
     const char* binding = "RabbitMQ: Binding {}";
     const char* listening = "RabbitMQ: Listening...";
     const char* stopListening = "RabbitMQ: Stop listening...";
@@ -46,7 +46,7 @@ struct Texts
 
 inline constexpr Texts ownTexts{};
 
-// Returns each text once, for the test that compares them with the page.
+// Returns each text once, for the test that compares the texts with docs/errors.md.
 inline auto AllTexts()
 {
     return std::bit_cast<std::array<const char*, sizeof(Texts) / sizeof(const char*)>>(ownTexts);

@@ -1,4 +1,5 @@
-// Declared in FieldCodec.hpp. Sizes are those of RabbitMQ's dialect of AMQP field values, which rabbitmq-c writes.
+// Computes the sizes of encoded tables; FieldCodec.hpp declares the functions. The sizes are those of RabbitMQ's
+// dialect of AMQP field values, which rabbitmq-c writes.
 #include "values/FieldCodec.hpp"
 
 #include <cstdint>
@@ -12,9 +13,9 @@ namespace
 constexpr std::size_t longestKey = 255;
 constexpr std::size_t lengthField = 4;
 constexpr std::size_t kindField = 1;
-constexpr std::size_t longestNumber = 8; // more than the length of a text takes
+constexpr std::size_t longestNumber = 8; // also enough for the length field of a string
 
-// What a value of this kind always takes; 0 for those that differ, and for void.
+// Returns the size of every value of this kind. Returns 0 if the size depends on the value, and for void.
 std::size_t FixedSize(std::uint8_t kind)
 {
     switch (kind)
@@ -41,7 +42,7 @@ std::size_t FixedSize(std::uint8_t kind)
 
 std::optional<std::size_t> WireSize(const amqp_array_t& array);
 
-// Without the kind.
+// Returns the size of a value without its kind field.
 std::optional<std::size_t> WireSize(const amqp_field_value_t& value)
 {
     switch (value.kind)
