@@ -18,17 +18,18 @@ Consumer::Consumer(std::shared_ptr<Connection> shared, std::string_view exchange
 {
 }
 
-// Joining fails only on the listening thread itself. That cannot be survived: the thread would outlive the
-// consumer it works for.
+// Joining the listening thread fails only if the destructor runs on that thread. The process must then end: otherwise
+// the thread would go on to use the destroyed consumer.
 Consumer::~Consumer()
 {
-    // Ends the process at once. An error that left the destructor itself might destroy the members first, and the
-    // channels would wait for a broker.
+    // An exception that leaves this noexcept lambda ends the process at once. An exception that left the destructor
+    // itself might destroy the members first, and the channels would then wait for the broker.
     const auto stop = [this]() noexcept { Stop(); };
     stop();
-    // Members are destroyed from the last to the first: this one before the channels.
+    // Release the exception sink before the channels: C++ would destroy the members in this order, too.
     onException = nullptr;
-    // In the order in which they were opened, which a vector of its own keeps in some standard libraries only.
+    // Close the channels in the order in which they were opened. Not every standard library's vector destroys its
+    // elements in this order.
     for (std::shared_ptr<Channel>& channel : channels)
     {
         channel.reset();
