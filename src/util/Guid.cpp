@@ -24,7 +24,7 @@ std::array<unsigned char, 16> ToArray(const boost::uuids::uuid& guid)
 
 std::array<unsigned char, 16> New()
 {
-    // Made once and shared: this generator has no state of its own beside the system's source of random numbers.
+    // All threads may share one generator: it only reads the system's source of random numbers and keeps no state.
     static boost::uuids::random_generator_pure generator;
     return ToArray(generator());
 }
