@@ -15,10 +15,10 @@ class FrameReader
 public:
     explicit FrameReader(Session& owner) : session(owner) {}
 
-    /// Reads the next frame, or a piece of it. Returns AMQP_STATUS_OK; AMQP_STATUS_TIMEOUT when nothing can be read now;
-    /// or another status, after which nothing can be read any more. After AMQP_STATUS_OK frame_type is 0 if the frame
-    /// is not complete yet, or has a type that rabbitmq-c does not know. A frame points into rabbitmq-c's memory for
-    /// its channel.
+    /// Reads the next frame, or a piece of it. Returns AMQP_STATUS_OK; AMQP_STATUS_TIMEOUT when nothing can be read
+    /// now; or another status, after which nothing can be read any more. After AMQP_STATUS_OK frame_type is 0 if the
+    /// frame is not complete yet, or has a type that rabbitmq-c does not know. A frame points into rabbitmq-c's memory
+    /// for its channel.
     int Next(amqp_frame_t& frame);
 
     /// Whether octets have been read that are not used yet.
