@@ -18,8 +18,8 @@ bool CarriesContent(amqp_method_number_t method)
            method == AMQP_BASIC_GET_OK_METHOD;
 }
 
-// The protocol allows no content on channel 0. If a peer sends some, it is skipped: when rabbitmq-c itself reads a
-// heartbeat, it recycles the memory of channel 0, even if an event still shows it.
+// The protocol allows no content on channel 0. If a peer sends some, skip the content. With each heartbeat that
+// rabbitmq-c itself reads, it recycles the memory of channel 0, even if an event still shows that memory.
 bool Announces(std::uint16_t channel, amqp_method_number_t method)
 {
     return channel != 0 && CarriesContent(method);
@@ -30,7 +30,8 @@ bool IsClose(amqp_method_number_t method)
     return method == AMQP_CHANNEL_CLOSE_METHOD || method == AMQP_CONNECTION_CLOSE_METHOD;
 }
 
-// A peer may leave off a body for nothing else.
+// Only these methods may arrive in the middle of a body. They end the channel or the connection, so the rest of the
+// body never arrives.
 bool EndsChannel(amqp_method_number_t method)
 {
     return IsClose(method) || method == AMQP_CHANNEL_CLOSE_OK_METHOD;
@@ -68,7 +69,7 @@ int Assembly::Feed(const amqp_frame_t& frame, Event& event)
 {
     if (frame.frame_type == 0)
     {
-        return AMQP_STATUS_TIMEOUT; // no complete frame: its other fields are not set
+        return AMQP_STATUS_TIMEOUT; // the frame is not complete yet: rabbitmq-c has set no other field
     }
     Channel& channel = Of(frame.channel);
     FrameMemory::Lease lease(channel.memory);
@@ -80,15 +81,15 @@ int Assembly::Feed(const amqp_frame_t& frame, Event& event)
     {
         if (channel.awaited == Awaited::Method && Announces(frame.channel, frame.payload.method.id))
         {
-            return Begin(channel, frame.payload.method, std::move(lease)); // as mostly
+            return Begin(channel, frame.payload.method, std::move(lease)); // the usual case needs no event of its own
         }
         Event method;
         method.kind = Event::Kind::Method;
         method.channel = frame.channel;
         method.method = frame.payload.method;
         method.lease = std::move(lease);
-        // What arrived together with the login is still read by rabbitmq-c, which recycles the memory of channel 0 with
-        // every heartbeat: copy the method at once.
+        // rabbitmq-c itself reads the frames that arrived together with the login. It recycles the memory of channel 0
+        // with every heartbeat that it reads. So copy a method on channel 0 at once.
         if (frame.channel == 0 && !Keep(method))
         {
             return session.Fail(AMQP_STATUS_NO_MEMORY);
@@ -151,7 +152,7 @@ int Assembly::Begin(Channel& channel, const amqp_method_t& method, FrameMemory::
 int Assembly::FeedHeader(Channel& channel, const amqp_frame_t& frame, Event& event)
 {
     const auto& header = frame.payload.properties;
-    const bool fits = header.raw.len <= session.FrameMax(); // an older rabbitmq-c does not look
+    const bool fits = header.raw.len <= session.FrameMax(); // older versions of rabbitmq-c do not check this
     if (channel.awaited == Awaited::Body || header.class_id != AMQP_BASIC_CLASS || !fits)
     {
         return session.Fail(AMQP_STATUS_BAD_AMQP_DATA);
@@ -172,7 +173,7 @@ int Assembly::FeedBody(Channel& channel, std::string_view fragment, Event& event
     const bool whole = !channel.message.kept && fragment.size() == channel.missing;
     if (whole)
     {
-        channel.message.body = fragment; // seen where it lies
+        channel.message.body = fragment; // a body of one frame needs no copy
     }
     else if (!channel.skipped)
     {
@@ -186,7 +187,8 @@ int Assembly::FeedBody(Channel& channel, std::string_view fragment, Event& event
     return channel.missing == 0 ? Complete(channel, event) : AMQP_STATUS_TIMEOUT;
 }
 
-// rabbitmq-c's memory is given back after each frame: otherwise a large body would lie there, too.
+// Copies the fragment behind the earlier ones. The copy lets rabbitmq-c release the memory of each frame; otherwise a
+// large body would take its size twice.
 int Assembly::Join(Channel& channel, std::string_view fragment)
 {
     Event& message = channel.message;
@@ -200,13 +202,16 @@ int Assembly::Join(Channel& channel, std::string_view fragment)
     return AMQP_STATUS_OK;
 }
 
+// Ends a message because `cause` arrived in place of its content. The broken message is the first event. Then `cause`
+// is an event, too, unless it begins another message. If the content was skipped, there is no broken message.
 int Assembly::Break(Channel& channel, Event&& cause, Event& event)
 {
     channel.awaited = Awaited::Method;
     Event message = std::move(channel.message);
     const bool missed = !std::exchange(channel.skipped, false);
     const amqp_method_number_t id = cause.method.id;
-    // A delivery in place of another one's content is not waited for: it is an error by itself.
+    // A `basic.deliver` in place of the content of another delivery is an error. Hand it on as a mere method, and do
+    // not await its content.
     const bool begins = Announces(cause.channel, id) && !(id == AMQP_BASIC_DELIVER_METHOD && message.method.id == id);
     if (missed)
     {
@@ -240,7 +245,7 @@ int Assembly::Complete(Channel& channel, Event& event)
     return AMQP_STATUS_OK;
 }
 
-// Nothing more comes: messages that are not complete are given up, one after the other.
+// No more frames can arrive. Each call gives up one unfinished message.
 int Assembly::End(Event& event)
 {
     for (const auto& channel : channels)

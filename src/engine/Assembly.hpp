@@ -1,5 +1,5 @@
-// Frames put together to events, for each channel by itself: a message arrives with its last frame, whatever came on
-// other channels meanwhile. Belongs to one session and its thread.
+// Assembles frames into events, for each channel separately. A message becomes an event when its last frame arrives,
+// whatever arrived on other channels in between. Belongs to one session; only the connection's thread uses it.
 #pragma once
 
 #include "engine/Event.hpp"
@@ -19,22 +19,23 @@ class Assembly
 public:
     explicit Assembly(Session& owner) : session(owner) {}
 
-    /// AMQP_STATUS_OK with an event, AMQP_STATUS_TIMEOUT when it takes another frame, or a failure: of the session,
-    /// too.
+    /// Takes the next frame. Returns AMQP_STATUS_OK if the frame completes an event, and AMQP_STATUS_TIMEOUT if it does
+    /// not. If the frame cannot be understood, fails the session and returns the session's failure.
     int Feed(const amqp_frame_t& frame, Event& event);
-    /// What came in place of a message's content, the event after the broken message; null when there is none.
+    /// Returns what arrived in place of a message's content: the event that follows the broken message. Empty if there
+    /// is none.
     std::optional<Event>& Intruder() { return intruder; }
-    /// When nothing more comes: AMQP_STATUS_OK with a message that is not complete, as long as there are such, and then
-    /// what the session failed of.
+    /// Gives up an unfinished message. For use when no more frames can arrive. Returns AMQP_STATUS_OK with the message,
+    /// or the session's failure if no message is unfinished.
     int End(Event& event);
 
-    /// Moves everything that an event shows into memory of its own. False when there is none.
+    /// Copies everything that an event shows into memory that the event owns. Returns false if there is no memory.
     bool Keep(Event& event);
 
     static bool IsClose(const Event& event);
 
 private:
-    // What a channel has sent of a message.
+    // The frame that a channel's message needs next. Method: no message has begun.
     enum class Awaited : std::uint8_t
     {
         Method,
@@ -47,14 +48,16 @@ private:
 
         FrameMemory memory;
         Event message;
-        std::uint64_t missing = 0; // octets of its body
+        std::uint64_t missing = 0; // bytes of the message's body that have not arrived yet
         Awaited awaited = Awaited::Method;
-        bool contentMayFollow = false; // after a method that needs none, or must have none
-        bool skipped = false;          // nobody wants this content
+        // The latest method was one whose content nobody wants: `basic.ack`, or a method on channel 0. If content
+        // follows the method, skip the content.
+        bool contentMayFollow = false;
+        bool skipped = false; // drop the content that is arriving
     };
 
     Channel& Of(std::uint16_t number);
-    // Each returns the same statuses as Feed.
+    // Each of these functions returns the same statuses as Feed.
     int FeedMethod(Channel& channel, Event&& method, Event& event);
     int FeedStray(Channel& channel, Event&& stray, Event& event);
     int FeedHeader(Channel& channel, const amqp_frame_t& frame, Event& event);
@@ -65,8 +68,8 @@ private:
     static int Complete(Channel& channel, Event& event);
 
     Session& session;
-    KeptMemory::Spare spare;                        // outlives those that may come back to it
-    std::vector<std::unique_ptr<Channel>> channels; // by number
+    KeptMemory::Spare spare; // above the events, because their memory returns to it when they are destroyed
+    std::vector<std::unique_ptr<Channel>> channels; // the index is the channel number
     std::optional<Event> intruder;
     std::vector<char> scratch;
 };

@@ -1,4 +1,4 @@
-// The one clock of waits and heartbeats: it never goes back.
+// The clock of all waits and heartbeats. This clock is never set back.
 #pragma once
 
 #include <chrono>

@@ -11,9 +11,9 @@ namespace Amqp
 namespace
 {
 
-constexpr std::size_t poolPage = 512; // a delivery with its properties, mostly
+constexpr std::size_t poolPage = 512; // room for most deliveries with their properties
 
-// A larger body is rare enough for its memory to be given back.
+// Larger bodies are rare. Free their memory instead of keeping it for the next event.
 constexpr std::size_t mostSpare = std::size_t{1} << 20;
 
 } // namespace

@@ -1,7 +1,7 @@
-// One thing that the peer said: a method, or a message with the method that announces it. It shows what lies in
-// rabbitmq-c's memory for its channel, which stays as it is until the event is destroyed; an event that has to wait is
-// copied out of there, so that waiting costs no more than what waits. Belongs to the connection's thread, and goes
-// before Inbound.
+// One event: a method, or a message with the method that announces the message. An event shows bytes that lie in
+// rabbitmq-c's memory for its channel. The event's lease keeps these bytes unchanged until the event is destroyed. An
+// event that has to wait is copied into memory of its own; otherwise it would keep whole pages of rabbitmq-c's memory.
+// Belongs to the connection's thread. Destroy every event before its Inbound.
 #pragma once
 
 #include "engine/Octets.hpp"
@@ -17,13 +17,13 @@
 namespace Amqp
 {
 
-/// rabbitmq-c's memory for the frames of one channel, given back when nobody looks at it any more.
+/// rabbitmq-c's memory for the frames of one channel. Released with its last lease.
 class FrameMemory
 {
 public:
     FrameMemory(amqp_connection_state_t connection, std::uint16_t number) : state(connection), channel(number) {}
 
-    /// Keeps the memory as it is.
+    /// Keeps the memory unchanged while the lease exists.
     class Lease
     {
     public:
@@ -61,11 +61,11 @@ private:
     std::size_t leases = 0;
 };
 
-/// Memory of an event's own. One is kept for the next event that needs it.
+/// Memory that one event owns. When the event is destroyed, its memory is kept for the next event that needs some.
 class KeptMemory
 {
 public:
-    /// Where one that is no longer needed waits for its next use.
+    /// The place that keeps unused memory for the next event. Empty if there is none.
     using Spare = std::unique_ptr<KeptMemory>;
     struct GiveBack
     {
@@ -78,12 +78,14 @@ public:
     KeptMemory(const KeptMemory&) = delete;
     KeptMemory& operator=(const KeptMemory&) = delete;
 
-    /// The one that waits there, or a new one.
+    /// Returns the memory that `place` keeps, or new memory if `place` is empty.
     static Handle From(Spare& place);
 
-    /// Copies what rabbitmq-c has decoded; `scratch` is room to encode it in. False when it cannot be copied.
+    /// Copies the fields that rabbitmq-c has decoded, by encoding them into `scratch` and decoding them here. `method`
+    /// then shows the copy. Returns false if the fields cannot be copied.
     bool Copy(amqp_method_t& method, std::vector<char>& scratch);
-    /// Copies encoded properties, and decodes the copy.
+    /// Copies encoded properties and decodes the copy, which `encoded` then shows. Returns the decoded properties, or
+    /// null if they cannot be copied.
     const amqp_basic_properties_t* Copy(amqp_bytes_t& encoded);
 
     Octets body;
@@ -101,9 +103,10 @@ struct Event
     {
         Method,
         Message,
-        /// A message whose content did not come, but another frame in its place: what that begins comes next.
+        /// A message without its content, because another frame arrived in place of the content. That frame, or the
+        /// message that the frame begins, is an event of its own afterwards.
         Broken,
-        /// A message that the end of the stream came in the middle of: the session has failed.
+        /// A message that was unfinished when the session failed.
         Lost,
         /// Content that no method announced.
         Stray
@@ -115,8 +118,8 @@ struct Event
     const amqp_basic_properties_t* properties = nullptr;
     std::string_view body;
 
-    FrameMemory::Lease lease; // what it shows lies there,
-    KeptMemory::Handle kept;  // or here
+    FrameMemory::Lease lease; // on what the event shows, before Keep
+    KeptMemory::Handle kept;  // owns what the event shows, after Keep
     amqp_bytes_t encodedProperties{};
 
     bool Is(std::uint16_t number, amqp_method_number_t id) const
@@ -124,10 +127,10 @@ struct Event
         return kind == Kind::Method && channel == number && method.id == id;
     }
 
-    /// Moves everything into memory of its own. False when there is none.
+    /// Copies everything that the event shows into memory that the event owns. Returns false if there is no memory.
     bool Keep(KeptMemory::Spare& place, std::vector<char>& scratch);
-    /// The body, to be kept beyond the event: what it shows of it is gone.
-    /// @throws std::bad_alloc  nothing has changed.
+    /// Returns the body, which then outlives the event. Do not read `body` afterwards.
+    /// @throws std::bad_alloc  if there is no memory; the event is then unchanged.
     Octets TakeBody();
 
     template <typename Fields>

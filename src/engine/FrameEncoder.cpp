@@ -3,8 +3,8 @@
 namespace Amqp
 {
 
-// The highest octet first. The position is kept aside: writing characters through it might change it, for all that the
-// compiler knows.
+// Writes the highest byte first. A write through a char pointer may change any object, for all that the compiler knows.
+// So a local copy of `next` is faster: the compiler need not read the copy again after each byte.
 template <typename Integer>
 void FrameEncoder::Number(Integer value)
 {
@@ -23,7 +23,7 @@ void FrameEncoder::Begin(std::uint8_t type, std::uint16_t channel, std::size_t p
     Number(static_cast<std::uint32_t>(payload));
 }
 
-// The size is known now.
+// Writes the payload's size into the frame's head, where Begin left a 0, and ends the frame.
 int FrameEncoder::Finish(char* payload, int encoded)
 {
     if (encoded < 0)
@@ -51,9 +51,9 @@ int FrameEncoder::Header(std::uint16_t channel, const amqp_basic_properties_t& p
     Begin(AMQP_FRAME_HEADER, channel, 0);
     char* const payload = next;
     Number(std::uint16_t{AMQP_BASIC_CLASS});
-    Number(std::uint16_t{0}); // the weight, which is always so
+    Number(std::uint16_t{0}); // the weight, which is always 0
     Number(bodySize);
-    amqp_basic_properties_t copy = properties; // rabbitmq-c only reads it, but takes no const
+    amqp_basic_properties_t copy = properties; // rabbitmq-c only reads the properties, but takes no const
     return Finish(payload, amqp_encode_properties(AMQP_BASIC_CLASS, &copy, Rest()));
 }
 

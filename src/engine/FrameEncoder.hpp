@@ -1,5 +1,5 @@
-// Frames with a method or a content header, in memory of somebody else's: rabbitmq-c encodes what is in them. Used by
-// the connection's thread.
+// Encodes methods and content headers as frames, in memory that the caller owns. rabbitmq-c encodes their fields. Only
+// the connection's thread uses an encoder.
 #pragma once
 
 #include "engine/OutgoingMessage.hpp"
@@ -11,24 +11,26 @@
 namespace Amqp
 {
 
-/// The octet behind each frame.
+/// The byte that ends each frame.
 inline constexpr char frameEnd = static_cast<char>(AMQP_FRAME_END);
 
-/// Writes numbers and frames one after the other, and counts on room for what has a fixed size.
+/// Writes numbers and frames one after the other. Does not check that there is room for what has a fixed size.
 class FrameEncoder
 {
 public:
-    /// `size` octets are for what rabbitmq-c encodes; behind them is room for a frame's end and the next one's begin.
+    /// rabbitmq-c encodes into the first `size` bytes at `place`. Behind these bytes the caller leaves room for the end
+    /// of a frame and for the head of the next.
     FrameEncoder(char* place, std::size_t size) : next(place), end(place + size) {}
 
-    /// Both give AMQP_STATUS_OK, or what rabbitmq-c says: it does not fit, or cannot be expressed.
+    /// Encode a frame with a method or a content header. Both functions return AMQP_STATUS_OK or rabbitmq-c's status:
+    /// there is too little room, or AMQP cannot express a field.
     int Method(std::uint16_t channel, amqp_method_number_t id, void* fields);
     int Header(std::uint16_t channel, const amqp_basic_properties_t& properties, std::uint64_t bodySize);
 
     void Begin(std::uint8_t type, std::uint16_t channel, std::size_t payload);
     void End() { *next++ = frameEnd; }
 
-    char* next; ///< Behind what is written.
+    char* next; ///< The place of the next byte to be written.
 
 private:
     template <typename Integer>

@@ -47,7 +47,7 @@ int FrameReader::Receive()
     return AMQP_STATUS_OK;
 }
 
-// rabbitmq-c reads during the login, and may have read more than that.
+// During the login rabbitmq-c itself reads, and may have read the next frames, too. Take these frames first.
 int FrameReader::NextOfLogin(amqp_frame_t& frame)
 {
     int status = AMQP_STATUS_TIMEOUT;

@@ -1,5 +1,5 @@
-// Octets from the stream, which rabbitmq-c cuts into frames and decodes. Never waits. Belongs to one session and its
-// thread.
+// Reads bytes from the stream, and lets rabbitmq-c cut them into frames and decode the frames. Never waits. Belongs to
+// one session; only the connection's thread uses it.
 #pragma once
 
 #include "engine/Session.hpp"
@@ -15,13 +15,14 @@ class FrameReader
 public:
     explicit FrameReader(Session& owner) : session(owner) {}
 
-    /// Reads the next frame, or a piece of it. Returns AMQP_STATUS_OK; AMQP_STATUS_TIMEOUT when nothing can be read
-    /// now; or another status, after which nothing can be read any more. After AMQP_STATUS_OK frame_type is 0 if the
-    /// frame is not complete yet, or has a type that rabbitmq-c does not know. A frame points into rabbitmq-c's memory
-    /// for its channel.
+    /// Reads the next frame, or a piece of it, and returns AMQP_STATUS_OK. Returns AMQP_STATUS_TIMEOUT if nothing can
+    /// be read now. After any other status nothing can be read any more.
+    ///
+    /// After AMQP_STATUS_OK frame_type is 0 if the frame is not complete yet, or has a type that rabbitmq-c does not
+    /// know. A frame points into rabbitmq-c's memory for its channel.
     int Next(amqp_frame_t& frame);
 
-    /// Whether octets have been read that are not used yet.
+    /// Returns whether bytes may have been read that no frame has used yet.
     bool HaveMore() const { return next != end || !loginIsOver; }
 
 private:
@@ -29,10 +30,10 @@ private:
     int Receive();
 
     Session& session;
-    std::vector<char> input; // from the stream; of it are left
-    const char* next = nullptr;
-    const char* end = nullptr;
-    bool loginIsOver = false; // and nothing that came with its last frame is left in rabbitmq-c's own buffer
+    std::vector<char> input;    // bytes from the stream
+    const char* next = nullptr; // the first byte of `input` that no frame has used yet
+    const char* end = nullptr;  // the end of these bytes
+    bool loginIsOver = false;   // rabbitmq-c's own buffer holds no bytes from the time of the login any more
 };
 
 } // namespace Amqp

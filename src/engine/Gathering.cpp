@@ -10,13 +10,14 @@ namespace
 
 using std::chrono::milliseconds;
 
-// More than this gains nothing: a segment is full before.
+// Gathering more messages or bytes than this gains nothing: the segments are full already.
 constexpr std::size_t mostMessages = 256;
 constexpr std::size_t mostBytes = 65536;
 
 constexpr milliseconds longestWait(2);
 
-// After such a gap the next message may be as far away: this one is not kept for it.
+// If a message follows the one before after more than this, the next message may take as long. So do not hold the
+// message back.
 constexpr milliseconds longestGap(1);
 
 } // namespace

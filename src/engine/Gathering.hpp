@@ -1,5 +1,5 @@
-// Whether the kernel sends what is written at once or gathers it, and when what was gathered has to go out. Belongs to
-// one connection and its thread; sets options of the socket, and neither reads nor writes.
+// Decides whether the kernel sends written bytes at once or gathers them, and when the kernel has to send gathered
+// bytes. Sets options of the socket; never reads or writes. Belongs to one connection; only its thread uses it.
 #pragma once
 
 #include "values/RabbitMq.hpp"
@@ -13,20 +13,22 @@ namespace Amqp
 class Gathering
 {
 public:
-    /// Once the socket is there; without this nothing is ever gathered.
+    /// Allows gathering. Call Start when the socket is open; without Start the kernel never gathers.
     void Start(amqp_connection_state_t connection) { state = connection; }
 
-    /// Begins to gather, on a connection that is usable; gives whether the kernel does. Each Begin has its End.
+    /// Begins a batch. The kernel gathers only if the connection is usable. Returns whether the kernel gathers. Call
+    /// End once for each Begin.
     bool Begin(bool usable);
     void End();
 
     bool IsOn() const { return gathers; }
 
-    /// After a message was written, `bytes` being its body: sends what was gathered when it is enough, or has waited
-    /// long enough.
+    /// Notes that a message with a body of `bytes` bytes was written. Sends the gathered messages if they are enough,
+    /// or have waited long enough.
     void Wrote(std::size_t bytes);
 
-    /// Nothing is held back while it lives: for waits, whose end may depend on what was written.
+    /// Makes the kernel hold nothing back while the pause exists. A wait needs a pause, because the peer can reply
+    /// only to what it has received.
     class Pause
     {
     public:
@@ -57,13 +59,13 @@ private:
     void Hold(bool on);
 
     amqp_connection_state_t state = nullptr;
-    std::size_t open = 0;   // batches
-    std::size_t pauses = 0; // one inside the other
-    bool gathers = false;   // one is open, and the kernel does its part
+    std::size_t open = 0;   // the number of open batches
+    std::size_t pauses = 0; // the number of pauses, one inside the other
+    bool gathers = false;   // a batch is open, and the kernel gathers
     std::size_t waitingMessages = 0;
     std::size_t waitingBytes = 0;
-    Clock::time_point oldest{}; // of the messages that wait
-    Clock::time_point latest{}; // message, or the beginning
+    Clock::time_point oldest{}; // when the oldest of the waiting messages was written
+    Clock::time_point latest{}; // when the latest message was written, or the batch began
 };
 
 } // namespace Amqp

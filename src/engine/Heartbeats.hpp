@@ -1,5 +1,5 @@
-// When a heartbeat is due, and when a peer has been silent for too long. Looks at no clock and at no socket: it is told
-// what was sent and received, and when. Belongs to the connection's thread.
+// Computes when a heartbeat is due, and when a peer has been silent for too long. Reads no clock and no socket: callers
+// pass the time when they send or receive something. Belongs to the connection's thread.
 #pragma once
 
 #include "engine/Clock.hpp"
@@ -13,7 +13,8 @@ namespace Amqp
 class Heartbeats
 {
 public:
-    /// With an interval of 0 there are none: nothing is ever due.
+    /// Starts with the interval that was agreed at login. With an interval of 0 there are no heartbeats: AreOn returns
+    /// false, and the times below mean nothing.
     void Start(std::chrono::seconds agreed, Clock::time_point now)
     {
         interval = agreed;
@@ -22,16 +23,17 @@ public:
 
     bool AreOn() const { return interval.count() > 0; }
 
-    /// Anything that the peer can see.
+    /// Notes that something was sent. Whatever we send counts as a heartbeat.
     void Sent(Clock::time_point now) { sent = now; }
-    /// Anything that the peer has sent.
+    /// Notes that something arrived. Whatever the peer sends counts as a heartbeat.
     void Received(Clock::time_point now) { received = std::max(received, now); }
 
-    /// When one has to go out, if nothing else does before.
+    /// Returns when a heartbeat has to be sent, if nothing else is sent before.
     Clock::time_point NextSend() const { return sent + interval / 2; }
-    /// From when on to look whether the peer still lives.
+    /// Returns when a write has to look for input, if nothing arrives before. Heartbeats of the peer may be waiting in
+    /// the socket when the application only publishes.
     Clock::time_point NextLook() const { return received + interval; }
-    /// From when on a peer that has said nothing since counts as gone.
+    /// Returns when the connection has failed, if nothing arrives before.
     Clock::time_point End() const { return received + 2 * interval; }
 
 private:

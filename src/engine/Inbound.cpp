@@ -11,7 +11,8 @@ namespace Amqp
 namespace
 {
 
-// However much comes, there are heartbeats to be sent, and waits that end.
+// However much the peer sends, the caller has to send heartbeats and end its wait. So return after so many frames or
+// events, even if there are more.
 constexpr std::size_t mostFramesAtOnce = 64;
 constexpr std::size_t mostEventsAtOnce = 256;
 
@@ -56,7 +57,8 @@ int Inbound::NextUnparked(Event& event)
     return status == AMQP_STATUS_OK ? status : assembly.End(event);
 }
 
-// A frame that is lost because there is no memory for it leaves nothing that could be relied on.
+// If there is no memory for a frame, the frame is lost. The frames behind it would then be misunderstood, so the
+// session fails.
 int Inbound::Read(Event& event, bool& empty)
 {
     try
@@ -108,7 +110,7 @@ bool Inbound::Park(Event event)
     }
     catch (const std::bad_alloc&)
     {
-        // as below
+        // Fail the session below.
     }
     session.Fail(AMQP_STATUS_NO_MEMORY);
     return false;

@@ -1,7 +1,6 @@
-// The one way in: frames put together to events in the order of their
-// arrival, messages of different channels interleaved or not. Never waits. What arrives while somebody waits for
-// something else is parked, and comes first afterwards; that is at most what the peer sends meanwhile. Belongs to one
-// session and its thread.
+// Returns the events that arrive, in the order of their arrival. Messages of several channels may be interleaved. Never
+// waits. An event that arrives while a caller waits for something else is parked, and returned first afterwards. Only
+// the peer bounds the number of parked events. Belongs to one session; only the connection's thread uses it.
 #pragma once
 
 #include "engine/Assembly.hpp"
@@ -22,32 +21,35 @@ class Inbound
 public:
     explicit Inbound(Session& owner) : session(owner), frames(owner), assembly(owner) {}
 
-    /// Fetches the next event. Returns AMQP_STATUS_OK; AMQP_STATUS_TIMEOUT when nothing can be read now; or the
-    /// session's failure, after all events that arrived before it. While a large message arrives without a pause, Next
-    /// also returns AMQP_STATUS_TIMEOUT now and then, and IsBusy is true.
+    /// Fetches the next event, and returns AMQP_STATUS_OK. Returns AMQP_STATUS_TIMEOUT if nothing can be read now.
+    /// Returns the session's failure after all events that arrived before it.
+    ///
+    /// While a large message arrives without a pause, Next also returns AMQP_STATUS_TIMEOUT now and then, and IsBusy
+    /// returns true. There is then more to be read without a wait.
     int Next(Event& event);
-    /// Like Next, but passes over the parked events.
+    /// Like Next, but skips the parked events.
     int NextUnparked(Event& event);
     bool IsBusy() const { return busy; }
     bool HasParked() const { return !parked.empty(); }
     std::size_t ParkedCount() const { return parked.size(); }
 
-    /// Reads what there is to be read, within bounds, and parks it: AMQP_STATUS_TIMEOUT, or what the session failed of.
+    /// Reads what has arrived, up to a limit, and parks the events. Returns AMQP_STATUS_TIMEOUT, or the session's
+    /// failure.
     int TakeIn();
-    /// Keeps an event for later, behind those that are parked. False when there is no memory: the session has failed.
+    /// Parks an event behind the parked ones. If there is no memory, fails the session and returns false.
     bool Park(Event event);
 
-    /// Takes the first parked close with this method on this channel out of the queue. False when there is none.
+    /// Removes the first parked close with this method on this channel from the queue. Returns false if there is none.
     bool TakeParkedClose(Event& event, std::uint16_t channel, amqp_method_number_t id);
 
-    /// Takes the first event that matches out of the parked ones, except out of the first `from`. False when there is
-    /// none.
+    /// Removes the first parked event that matches from the queue, skipping the first `from` events. Returns false if
+    /// no event matches.
     bool TakeParked(Event& event, std::size_t from, const std::function<bool(const Event&)>& matches);
 
-    /// Takes the next event if it is a close on this channel. False when it is not.
+    /// Fetches the next event if it is a close on this channel. Reads nothing. Returns false if there is no such close.
     bool TakeClose(Event& event, std::uint16_t channel);
 
-    /// Whether something may be handled without a wait.
+    /// Returns whether there may be an event without a wait.
     bool HasMore() { return !parked.empty() || assembly.Intruder() || frames.HaveMore(); }
 
 private:
@@ -57,7 +59,7 @@ private:
     FrameReader frames;
     Assembly assembly;
     std::deque<Event> parked;
-    std::size_t parkedCloses = 0; // mostly none: a search would cost every publish
+    std::size_t parkedCloses = 0; // usually 0, which saves each publish a search
     bool busy = false;
 };
 

@@ -10,7 +10,8 @@ int MessageFrames::EncodeHead()
     int status = EncodeHeadAt(octets.data(), mostOfHead);
     if (status != AMQP_STATUS_OK)
     {
-        // A method is shorter than 4 KiB, and properties fit a frame. What follows the head fits behind it.
+        // The method is shorter than mostOfHead, and the content header fits a frame. Leave as much room for the bytes
+        // behind the head as `octets` does.
         room.resize(mostOfHead + mostBody + octets.size());
         status = EncodeHeadAt(room.data(), mostOfHead + mostBody);
     }

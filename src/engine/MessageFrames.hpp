@@ -1,5 +1,6 @@
-// The frames of a message as the kernel takes them: what rabbitmq-c encodes, and the body where it lies. rabbitmq-c
-// itself would copy the body, and hand over each frame alone. Used by the connection's thread, for one message.
+// Cuts one message into frames, many of which the kernel takes in one call. rabbitmq-c encodes the method and the
+// content header. Large slices of the body are handed over without a copy; rabbitmq-c itself would copy the body and
+// make a call for each frame. An object serves one message; only the connection's thread uses it.
 #pragma once
 
 #include "engine/FrameEncoder.hpp"
@@ -18,28 +19,30 @@ namespace Amqp
 class MessageFrames
 {
 public:
-    /// A frame is at most `mostOctets` long. The message is kept by reference; `large` is where a head lies that is
-    /// too long to lie here.
+    /// Makes frames of at most `mostOctets` bytes. The message must outlive this object. A head that is too long for
+    /// this object is encoded in `large`.
     MessageFrames(std::uint16_t number, const OutgoingMessage& outgoing, std::size_t mostOctets,
                   std::vector<char>& large)
         : channel(number), message(outgoing), mostBody(mostOctets - frameOverhead), room(large)
     {
     }
 
-    /// The method and the properties, first of all. Gives AMQP_STATUS_OK, or what rabbitmq-c says; what has to be
-    /// checked is checked already.
+    /// Encodes the head: the frames of the method and the content header. Call EncodeHead before Next. Returns
+    /// AMQP_STATUS_OK or rabbitmq-c's status. The caller has already checked that everything can be encoded.
     int EncodeHead();
 
-    /// The next frames of the body, the head before the first one, as octets that follow each other on the wire; some
-    /// pieces may be empty. Valid until the next call; whoever hands them over may shorten them.
+    /// Returns as many frames of the body as fit, as pieces that follow each other on the wire. The first call also
+    /// returns the head. Some pieces may be empty. The pieces are valid until the next call. The caller may shorten
+    /// them.
     std::span<std::string_view> Next();
     bool HasNext() const { return !atEnd; }
 
-    /// Octets of most heads; a longer one costs memory that is kept for the next.
+    /// The longest head, in bytes, that is encoded in this object. Few heads are longer.
     static constexpr std::size_t mostOfHead = 4096;
-    /// Copying a larger body to the rest takes longer than handing it over as a piece of its own.
+    /// The largest slice of a body that is copied behind the encoded bytes. Copying a larger slice would take longer
+    /// than handing it over as a piece of its own.
     static constexpr std::size_t mostCopied = 1024;
-    /// As many as there is room for in one call of the kernel.
+    /// The most frames of a body that fit into one call of the kernel.
     static constexpr std::size_t mostFrames = 64;
 
 private:
@@ -49,11 +52,11 @@ private:
     const OutgoingMessage& message;
     std::size_t mostBody;
     std::vector<char>& room;
-    std::size_t done = 0; // of the body
+    std::size_t done = 0; // bytes of the body that Next has returned
     bool atEnd = false;
-    // What is encoded: the head, and then what goes between the slices of the body.
+    // The encoded bytes: first the head, then the bytes between the slices of the body.
     std::array<char, mostOfHead + mostCopied + (mostFrames + 1) * frameOverhead> octets;
-    const char* lead = octets.data(); // the first one that is in no piece yet
+    const char* lead = octets.data(); // the first encoded byte that is in no piece yet
     FrameEncoder encoder{octets.data(), mostOfHead};
     std::array<std::string_view, 2 * mostFrames + 1> pieces;
 };

@@ -1,5 +1,6 @@
-// A block of octets that grows as they come: the body of a message whose frames are joined. Memory is never asked for
-// before there is something to put into it, whatever a peer announces. Belongs to whoever holds it.
+// A block of bytes that grows as bytes arrive: the body of a message of several frames. A peer may announce a body of
+// any size. So a block allocates at most 1 MiB at first, and at most doubles each time it is full. A block has one
+// owner; only the owner's thread uses it.
 #pragma once
 
 #include "values/RabbitMq.hpp"
@@ -19,7 +20,7 @@ class Octets
 {
 public:
     Octets() = default;
-    /// Takes over what rabbitmq-c allocated; the octets are as they are.
+    /// Takes ownership of memory that rabbitmq-c has allocated. Does not initialise the bytes.
     explicit Octets(amqp_bytes_t allocated)
         : data(static_cast<char*>(allocated.bytes)), size(allocated.len), capacity(allocated.len)
     {
@@ -42,8 +43,8 @@ public:
     std::size_t Capacity() const { return capacity; }
     void Clear() { size = 0; }
 
-    /// Adds octets at the end, knowing how many there may be in all. Gives false when there is no memory: nothing has
-    /// changed then.
+    /// Adds bytes at the end. `announced` is the size that the whole block will have. Returns false if there is no
+    /// memory; the block is then unchanged.
     bool Append(std::string_view more, std::size_t announced)
     {
         const std::size_t needed = size + more.size();
@@ -65,7 +66,7 @@ private:
         void operator()(char* octets) const { std::free(octets); }
     };
 
-    // A large block is moved by the kernel and not copied.
+    // realloc need not copy a large block: Linux moves its pages.
     bool Grow(std::size_t needed, std::size_t announced)
     {
         constexpr std::size_t first = std::size_t{1} << 20;

@@ -1,4 +1,5 @@
-// A message as it goes out, and what its frames add to it. Everything is borrowed.
+// A message to be sent, and the sizes of what its frames add. The message borrows everything from the caller, and
+// serves one call. Belongs to the connection's thread.
 #pragma once
 
 #include "values/Bytes.hpp"
@@ -19,7 +20,7 @@ struct OutgoingMessage
     std::string_view body;
 };
 
-/// The method of its first frame.
+/// Returns the fields of the `basic.publish` in the message's first frame.
 inline amqp_basic_publish_t PublishMethod(const OutgoingMessage& message)
 {
     amqp_basic_publish_t publish{};
@@ -29,13 +30,14 @@ inline amqp_basic_publish_t PublishMethod(const OutgoingMessage& message)
     return publish;
 }
 
-/// Bodies of so many bytes and more leave in full segments anyway: gathering would only hold them up.
+/// The size of the smallest body that is not gathered. Such a body fills its segments anyway, so gathering would only
+/// delay it.
 inline constexpr std::size_t gatheredBelow = 16384;
 
-/// What a frame puts around its payload: type, channel, size and end octet.
+/// The bytes of a frame around its payload: type, channel, size and end.
 inline constexpr std::size_t frameOverhead = 8;
 
-/// What a content header has before the properties: class, weight and body size.
+/// The bytes of a content header before the properties: class, weight and body size.
 inline constexpr std::size_t contentHeaderFixed = 12;
 
 } // namespace Amqp

@@ -49,7 +49,7 @@ int Receiver::Reply(Event& reply, std::uint16_t channel, amqp_method_number_t id
     std::size_t earlier = inbound.ParkedCount();
     for (;;)
     {
-        // A heartbeat that waits for room in the socket parks what arrives meanwhile, the reply included.
+        // While a heartbeat waits for room in the socket, Writer parks every event, the reply included.
         if (inbound.ParkedCount() > earlier && inbound.TakeParked(reply, earlier, ends))
         {
             return AMQP_STATUS_OK;
@@ -80,7 +80,7 @@ int Receiver::Reply(Event& reply, std::uint16_t channel, amqp_method_number_t id
     }
 }
 
-// What a loop that always finds something to do would not come to.
+// Sends a heartbeat if one is due. Await does this, too, but while events keep arriving nothing calls Await.
 void Receiver::KeepAlive()
 {
     const Heartbeats& pulse = session.Pulse();
@@ -135,7 +135,7 @@ int Receiver::Await(std::optional<Clock::time_point> end, Ends ends)
     {
         return session.GiveUpPeer();
     }
-    // Even if there is input: a peer that sends a message byte by byte must not prolong the wait.
+    // End the wait even if there is input: a peer that sends a message byte by byte must not prolong the wait.
     return end && now >= *end ? AMQP_STATUS_TIMEOUT : AMQP_STATUS_OK;
 }
 

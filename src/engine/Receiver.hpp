@@ -1,5 +1,6 @@
-// Waits for what comes in: the next event, or the reply to a call. Before a wait everything that was written is on its
-// way, and during it heartbeats go out; a peer that stays silent is given up. Belongs to one session and its thread.
+// Waits for the next event, or for the reply to a call. Before a wait, Receiver makes the kernel send everything that
+// was written. During a wait, Receiver sends heartbeats. If the peer stays silent for two heartbeat intervals, the
+// session fails. Belongs to one session; only the connection's thread uses it, except Wake.
 #pragma once
 
 #include "engine/Clock.hpp"
@@ -21,28 +22,30 @@ public:
     {
     }
 
-    /// How long to wait: for ever without a limit. Begins when there is nothing left to be read.
+    /// How long to wait: for ever if there is no limit. Next sets `end` when nothing is left to be read: only then the
+    /// time starts.
     struct Wait
     {
         std::optional<Clock::duration> limit;
         std::optional<Clock::time_point> end;
     };
-    /// The next event. AMQP_STATUS_OK, AMQP_STATUS_TIMEOUT when the wait is over, also in the middle of a message, or
-    /// was ended by Wake, or what the session failed of.
+    /// Waits for the next event, and returns AMQP_STATUS_OK. Returns AMQP_STATUS_TIMEOUT if the wait is over, even in
+    /// the middle of a message, or if Wake has ended the wait. Returns the session's failure if there is one.
     int Next(Event& event, Wait& wait);
 
-    /// What becomes of the events that come before a reply.
+    /// What to do with the events that arrive before a reply.
     enum class Others
     {
         Park,
         Drop
     };
-    /// Waits for the reply to a call: `id` on `channel`, or a close in its place. AMQP_STATUS_OK, or what the session
-    /// failed of.
+    /// Waits for the reply to a call: the method `id` on `channel`, or a close of the channel or the connection.
+    /// Returns AMQP_STATUS_OK, or the session's failure.
     int Reply(Event& reply, std::uint16_t channel, amqp_method_number_t id, Others others);
 
-    /// From any thread: ends the wait of a Next that is going on, or else of the next one.
+    /// Ends the wait of the Next that is running, or else the next wait. May be called from any thread.
     void Wake() const { wakeup.Signal(); }
+    /// Undoes a Wake that has not ended a wait yet.
     void ForgetWake() const { wakeup.Clear(); }
 
 private:

@@ -22,8 +22,8 @@ void OpenSocket(amqp_socket_t* socket, const char* host, unsigned short port, co
     }
 }
 
-// rabbitmq-c stops in the middle of a frame then: reading on would misread what follows, and write past the end of
-// its buffer.
+// After these failures rabbitmq-c has stopped in the middle of a frame. If rabbitmq-c read on, it would misread what
+// follows, and write past the end of its buffer.
 bool IsUnreadable(int status)
 {
     return status == AMQP_STATUS_BAD_AMQP_DATA || status == AMQP_STATUS_UNKNOWN_CLASS ||
@@ -66,7 +66,7 @@ amqp_rpc_reply_t Session::LogIn(const Login& login, const Table& properties)
 {
     const auto heartbeat = static_cast<int>(login.heartbeat.count());
     const EncodedTable encoded(properties);
-    // SASL EXTERNAL takes one credential and does not look at the second.
+    // For SASL EXTERNAL rabbitmq-c reads the identity only, and ignores the password.
     const amqp_rpc_reply_t reply =
         properties.Empty()
             ? amqp_login(State(), login.virtualHost, noChannelLimit, login.frameMax, heartbeat, login.method,
@@ -79,7 +79,8 @@ amqp_rpc_reply_t Session::LogIn(const Login& login, const Table& properties)
     }
     frameMax = static_cast<std::size_t>(amqp_get_frame_max(State()));
     heartbeats.Start(std::chrono::seconds(amqp_get_heartbeat(State())), Clock::now());
-    // rabbitmq-c would send heartbeats in the middle of what is written past it, and read inside writes.
+    // Turn off rabbitmq-c's own heartbeats. rabbitmq-c would send one in the middle of a frame that Stream has not
+    // written to its end, and would read inside its writes.
     const int tuned =
         amqp_tune_connection(State(), amqp_get_channel_max(State()), amqp_get_frame_max(State()), /*heartbeat*/ 0);
     if (tuned != AMQP_STATUS_OK)

@@ -21,7 +21,8 @@ namespace
 
 using std::chrono::milliseconds;
 
-// Pieces for which there is room on the stack; more are handed over by the next call.
+// The most pieces that one call hands over: sendmsg wants a list of them, which lies on the stack. The caller hands
+// over the remaining pieces with its next call.
 constexpr std::size_t mostPieces = 136;
 
 int Announce([[maybe_unused]] bool more)
@@ -38,7 +39,7 @@ bool IsForLater(int error)
     return error == EAGAIN || error == EWOULDBLOCK || error == EINTR;
 }
 
-// As poll takes a limit. What is left is rounded up, for a wait must not end before its time.
+// Returns the milliseconds until `end`, as poll wants them. Rounds up, because a wait must not end early.
 int ToPoll(std::optional<Clock::time_point> end)
 {
     if (!end)
@@ -55,7 +56,7 @@ Readiness Await(int socket, Readiness wanted, int wakeup, std::optional<millisec
 {
     if (socket < 0)
     {
-        return {.input = wanted.input, .room = wanted.room}; // whoever reads or writes finds out
+        return {.input = wanted.input, .room = wanted.room}; // the next read or write reports the failure
     }
     constexpr milliseconds longest = std::chrono::hours(24);
     std::optional<Clock::time_point> end;
@@ -107,7 +108,7 @@ std::ptrdiff_t Send(int socket, std::span<const std::string_view> pieces, bool m
         }
     }
     const int flags = MSG_NOSIGNAL | MSG_DONTWAIT | Announce(more);
-    // One piece takes less time this way.
+    // For a single piece send is faster than sendmsg.
     ssize_t sent = -1;
     if (count == 1)
     {

@@ -19,7 +19,8 @@ void Stream::UseTls(amqp_connection_state_t connection, amqp_socket_t* socket)
 {
     Use(connection);
     gathered = std::make_unique<std::array<char, record>>();
-    // rabbitmq-c shows the context, but not the connection that it makes in it: OpenSSL shows that one.
+    // rabbitmq-c gives access to OpenSSL's context, but not to the connection that it makes from the context. OpenSSL
+    // passes the connection to the callback.
     auto* const context = static_cast<SSL_CTX*>(amqp_ssl_socket_get_context(socket));
     SSL_CTX_set_app_data(context, this);
     SSL_CTX_set_info_callback(context, Adopt);
@@ -35,7 +36,8 @@ void Stream::Adopt(const ssl_st* handshaking, int where, int /*result*/)
     auto* const connection = const_cast<SSL*>(handshaking);
     SSL_up_ref(connection);
     self->tls.reset(connection);
-    // The pieces of a message are copied together again when there was no room.
+    // If there was no room, SendRecord copies the pieces into its buffer again. OpenSSL has to accept this buffer, and
+    // may take only some of the bytes.
     SSL_set_mode(connection, SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
 }
 
@@ -70,7 +72,7 @@ std::ptrdiff_t Stream::SendRecord(std::span<const std::string_view> pieces)
 {
     if (amqp_get_sockfd(state) < 0)
     {
-        return AMQP_STATUS_SOCKET_CLOSED; // and its number may be another's
+        return AMQP_STATUS_SOCKET_CLOSED; // the descriptor's number may belong to another file by now
     }
     std::size_t size = 0;
     for (std::string_view piece : pieces)

@@ -1,6 +1,6 @@
-// Octets to the peer and from it, over TCP or TLS, without ever waiting. rabbitmq-c opens the socket, owns it and logs
-// in; afterwards octets go past it: it waits for room without reading what comes meanwhile, and reads a clock for each
-// frame. Belongs to the connection's thread; goes before rabbitmq-c's state.
+// Sends bytes to the peer and receives bytes from it, over TCP or TLS, and never waits. rabbitmq-c opens and owns the
+// socket, and logs in. Afterwards Stream bypasses rabbitmq-c, which would wait for room without reading, and would read
+// a clock for each frame. Belongs to the connection's thread. Destroy a Stream before rabbitmq-c's state.
 #pragma once
 
 #include "values/RabbitMq.hpp"
@@ -19,26 +19,29 @@ namespace Amqp
 class Stream
 {
 public:
-    /// Over TCP.
+    /// Makes this a stream over TCP.
     void Use(amqp_connection_state_t connection) { state = connection; }
-    /// Over TLS, before the socket is opened: the connection in TLS is made by amqp_socket_open.
+    /// Makes this a stream over TLS. Call UseTls before amqp_socket_open, which makes the TLS connection.
     void UseTls(amqp_connection_state_t connection, amqp_socket_t* socket);
 
-    /// Whether the kernel gets the octets as they are, and can hold them back.
+    /// Returns whether the stream is over TCP alone. Only then can the kernel hold bytes back.
     bool IsPlain() const { return !tls; }
 
-    /// Hands over as much of the pieces as can be taken without waiting: how many octets, or a negative status. After
-    /// 0 the same pieces have to be handed over again. With `more` the kernel may keep their end for a moment.
+    /// Hands over the pieces as far as possible without waiting. Returns the number of bytes that were taken, or a
+    /// negative status. After 0 the caller has to hand over the same pieces again. With `more` the kernel may hold the
+    /// last bytes back for a moment.
     std::ptrdiff_t Send(std::span<const std::string_view> pieces, bool more);
 
-    /// Whether the latest Send can only go on when something has been read: TLS has something to settle first.
+    /// Returns whether the latest Send can only be repeated after something has been read. TLS itself may first need
+    /// bytes from the peer.
     bool WaitsForInput() const { return waitsForInput; }
 
-    /// Reads what there is without waiting: how many octets, 0 when there is none, or a negative status.
+    /// Reads what has arrived, without waiting. Returns the number of bytes, 0 if nothing has arrived, or a negative
+    /// status.
     std::ptrdiff_t Receive(std::span<char> place);
 
 private:
-    // What TLS puts into one record.
+    // The most bytes that TLS puts into one record.
     static constexpr std::size_t record = 16384;
 
     struct Release

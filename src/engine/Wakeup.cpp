@@ -47,7 +47,7 @@ Wakeup::~Wakeup()
     }
 }
 
-// It fails only when it is signalled so often already that no more can be counted.
+// The write fails only if earlier signals have filled the counter or the pipe. The descriptor can then be read anyway.
 void Wakeup::Signal() const
 {
     const std::uint64_t one = 1;

@@ -1,4 +1,5 @@
-// Ends a wait from another thread. The descriptor belongs to this object.
+// Ends a wait from another thread. Owns its descriptors. Any thread may call Signal; everything else belongs to the
+// connection's thread.
 #pragma once
 
 namespace Amqp
@@ -7,22 +8,22 @@ namespace Amqp
 class Wakeup
 {
 public:
-    /// @throws std::runtime_error  the system gives no descriptor.
+    /// @throws std::runtime_error  if the system has no descriptor left.
     Wakeup();
     ~Wakeup();
     Wakeup(const Wakeup&) = delete;
     Wakeup& operator=(const Wakeup&) = delete;
 
-    /// From any thread: the descriptor can be read from now on.
+    /// Makes the descriptor readable. May be called from any thread.
     void Signal() const;
-    /// It no longer can, however often it was signalled.
+    /// Makes the descriptor unreadable again, however often Signal was called.
     void Clear() const;
 
     int Descriptor() const { return reading; }
 
 private:
     int reading = -1;
-    int writing = -1; // the same, where one descriptor does
+    int writing = -1; // the same descriptor if the system has eventfd
 };
 
 } // namespace Amqp

@@ -29,8 +29,8 @@ void Writer::Start()
     }
 }
 
-// A session that failed writes nothing more, nor one whose peer has fallen silent. On a connection that only writes
-// this is where the peer's heartbeats are read.
+// An application may publish without ever calling Run. Then only this function reads the peer's heartbeats, once
+// nothing has arrived for one interval.
 int Writer::Usable()
 {
     const Heartbeats& pulse = session.Pulse();
@@ -133,7 +133,7 @@ int Writer::Heartbeat(Clock::time_point now)
 {
     if (!session.Line().IsPlain() && !Socket::Await(session.Descriptor(), {.room = true}, -1, milliseconds(0)).room)
     {
-        session.Pulse().Sent(now); // what TLS has once been given would have to be waited for
+        session.Pulse().Sent(now); // once TLS has the heartbeat, we would have to wait until it is sent
         return session.Failure();
     }
     std::string_view frame(heartbeatFrame.data(), heartbeatFrame.size());
@@ -141,9 +141,10 @@ int Writer::Heartbeat(Clock::time_point now)
     session.Pulse().Sent(now);
     if (sent < 0)
     {
-        return session.Failure(); // reading will say why
+        return session.Failure(); // the next read reports the failure
     }
     frame.remove_prefix(static_cast<std::size_t>(sent));
+    // If the kernel took no byte, omit the heartbeat. If the kernel or TLS took some, the remaining bytes must follow.
     const bool unseen = sent == 0 && session.Line().IsPlain();
     if (!unseen && !frame.empty())
     {
@@ -214,7 +215,7 @@ int Writer::HandOver(std::span<std::string_view> pieces, bool more)
 int Writer::AwaitRoom()
 {
     const Heartbeats& pulse = session.Pulse();
-    Socket::Push(session.Descriptor()); // what the kernel holds back takes room, too
+    Socket::Push(session.Descriptor()); // bytes that the kernel holds back take room, too
     for (;;)
     {
         std::optional<milliseconds> limit;
@@ -226,6 +227,7 @@ int Writer::AwaitRoom()
         const auto ready = Socket::Await(session.Descriptor(), {.input = true, .room = !settles}, -1, limit);
         if (ready.input)
         {
+            // The peer may wait for room, too, and read nothing before we read.
             const int status = inbound.TakeIn();
             if (status != AMQP_STATUS_TIMEOUT)
             {

@@ -1,6 +1,7 @@
-// The one way out: messages and methods as frames, handed to the kernel in one call where the socket has room. While it
-// has none, what arrives is taken in and parked, so that two peers never wait for each other; a peer that stays silent
-// meanwhile is given up. Belongs to one session and its thread.
+// Writes messages and methods as frames, in one call of the kernel if the socket has room. If the socket has no room,
+// Writer waits, and meanwhile reads and parks what arrives, so that two peers never wait for each other. If the peer
+// stays silent for two heartbeat intervals, the session fails. Belongs to one session; only the connection's thread
+// uses it.
 #pragma once
 
 #include "engine/Gathering.hpp"
@@ -22,28 +23,31 @@ class Writer
 public:
     Writer(Session& owner, Inbound& incoming) : session(owner), inbound(incoming) {}
 
-    /// Once the socket is open.
+    /// Allows gathering, except over TLS. Call Start when the socket is open.
     void Start();
 
-    // All give AMQP_STATUS_OK or a negative status. After that of the session's failure nothing more can be written;
-    // after any other nothing has been.
+    // Each function that returns an int returns AMQP_STATUS_OK or a negative status. If the status is the session's
+    // failure, nothing more can be written. After any other negative status, nothing was written and the session is
+    // still usable.
 
-    /// Whether the session goes on, and its peer gives signs of life: asked before what would be waited for.
+    /// Checks that the session is usable. If the peer has been silent for one heartbeat interval, reads what has
+    /// arrived. If the peer has been silent for two, fails the session.
     int Usable();
 
     int Message(std::uint16_t channel, const OutgoingMessage& message);
     int Method(std::uint16_t channel, amqp_method_number_t id, void* fields);
-    /// What a handler says of its delivery. With `more` the kernel may keep it until something follows, or Push. When
-    /// it cannot be written, reading or the next write will say why.
+    /// Sends a handler's verdict. With `more` the kernel may hold the verdict back until the next write or Push. If the
+    /// write fails, the next read or write reports the failure.
     void Verdict(std::uint16_t channel, amqp_method_number_t id, void* fields, bool more);
-    /// An answer that the broker waits for, and after which nothing may follow: not held back by a batch.
+    /// Sends a method of a close handshake. The broker waits for the method, and no write may follow that pushes it
+    /// out. So a batch does not hold the method back.
     void Answer(std::uint16_t channel, amqp_method_number_t id, void* fields);
-    /// A method if the socket has room for it, whatever the session failed of.
+    /// Sends a method as far as the socket has room, even if the session has failed.
     void MethodIfRoom(std::uint16_t channel, amqp_method_number_t id, void* fields);
-    /// A heartbeat; not when there is no room: then the peer has octets enough to come.
+    /// Sends a heartbeat, unless the socket has no room. The bytes that wait there show the peer that we are alive.
     int Heartbeat(Clock::time_point now);
 
-    /// Sends what the kernel keeps because more was to follow.
+    /// Makes the kernel send what it holds back because more was to follow.
     void Push();
 
     Gathering& Gathered() { return gathering; }
@@ -58,7 +62,7 @@ private:
     Inbound& inbound;
     Gathering gathering;
     bool keptBack = false;
-    std::vector<char> room; // for what is too long to be encoded elsewhere
+    std::vector<char> room; // for methods and heads of messages that are too long for `small` and MessageFrames
     std::array<char, 1024> small;
 };
 
