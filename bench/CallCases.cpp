@@ -1,4 +1,5 @@
-// What waits for an answer: topology, connecting, and a message that fills its last frame.
+// Cases in which the client waits for the other side: topology, connecting, and a message that fills its only frame.
+// Each case owns its two clients; the main thread runs the cases.
 #include "Cases.hpp"
 #include "Pair.hpp"
 
@@ -44,7 +45,7 @@ Sides Connecting(const Site& site)
     return {Repeat([site] { const Client client(site); }), Repeat([site] { const BareClient bare(site.address); })};
 }
 
-// There and back: each publishes a message and waits until it comes.
+// Publishes a message, and waits until the same message is delivered.
 class RoundTrip
 {
 public:

@@ -1,4 +1,5 @@
-// What is measured. Each case makes its two sides when its turn comes, and they take everything down as they go.
+// The cases that are measured. A case makes its two sides when it is measured. The sides own their connections and
+// queues, which end with the sides. The main thread runs the cases.
 #pragma once
 
 #include "Measure.hpp"
@@ -18,16 +19,16 @@ struct Case
 {
     std::string group;
     std::string name;
-    std::optional<double> target; // how many times as fast as rabbitmq-c alone the library has to be
+    std::optional<double> target; // the ratio to be reached: rabbitmq-c's time divided by the library's
     std::optional<double> targetOnBroker = {};
     std::function<Sides(const Site&)> prepare;
-    std::size_t count = 0;                                            // what one round does; 0 to find out
-    std::size_t mostRounds = std::numeric_limits<std::size_t>::max(); // for what takes long
-    bool manySettings = false; // with large bodies TCP has moods, which a connection keeps
-    bool longOnBroker = false; // left out of a quick run
+    std::size_t count = 0;                                            // how often one round does the work; 0: find out
+    std::size_t mostRounds = std::numeric_limits<std::size_t>::max(); // limits the rounds of slow work
+    bool manySettings = false; // new connections for each round: large bodies are faster on some connections
+    bool longOnBroker = false; // a quick run omits this case on the broker
 };
 
-// The work that is done once, as often as is wanted.
+// Returns a side that calls `once` as often as the round wants.
 template <typename Once>
 Side Repeat(Once once, std::function<void()> after = {})
 {

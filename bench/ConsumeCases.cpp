@@ -1,4 +1,5 @@
-// One delivery after the other: the peer sends as many as it is asked for, a broker those of a queue that was filled.
+// Cases that handle one delivery after the other. The peer sends as many deliveries as it is asked for. A broker sends
+// the messages of a queue that was filled before. The main thread runs the cases.
 #include "Cases.hpp"
 #include "Pair.hpp"
 
@@ -20,7 +21,7 @@ public:
     {
     }
 
-    // Consumers besides the first one: each on a channel of its own, or all on the first.
+    // Subscribes so many consumers: all on the first channel, or each on a channel of its own.
     void Subscribe(std::size_t consumers, bool onOwnChannels)
     {
         for (std::size_t i = 0; i < consumers; ++i)
@@ -83,7 +84,7 @@ private:
 
     Pair pair;
     Amqp::AcknowledgeMode mode;
-    std::unique_ptr<BareClient> filler; // with a broker
+    std::unique_ptr<BareClient> filler; // fills the queues of a broker; null with the peer
     std::string queueOfLibrary;
     std::string queueOfBare;
     std::vector<std::shared_ptr<Amqp::Channel>> channels;
@@ -152,7 +153,7 @@ std::vector<Case> ConsumeCases()
 
 std::vector<Case> NumberCases()
 {
-    // Many are to be no slower than one.
+    // Finding one of many consumers must not make a delivery slower: one and ten thousand have the same target.
     constexpr std::size_t many = 10000;
     constexpr Kind kind{100, Dress::Plain};
     std::vector<Case> cases;

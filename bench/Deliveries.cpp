@@ -13,7 +13,7 @@ namespace
 
 using namespace Wire;
 
-constexpr std::size_t blockSize = 262144; // a large write costs the peer little
+constexpr std::size_t blockSize = 262144; // few large writes take the peer less time than many small ones
 constexpr std::string_view indexHeader = "multipart.index";
 
 std::string Delivery(const Template& message, const Subscriber& subscriber)
@@ -57,7 +57,7 @@ Deliveries Deliveries::Parts(const Template& message, const Subscriber& subscrib
     {
         throw std::runtime_error("the part of a series has no index");
     }
-    made.indexAt = name + indexHeader.size() + 1; // behind the kind of the value
+    made.indexAt = name + indexHeader.size() + 1; // the byte of the value's kind comes before the value
     return made;
 }
 

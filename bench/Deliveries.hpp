@@ -1,5 +1,5 @@
-// What the peer sends to the consumers of one connection: one message many times, or the parts of a series. Octets for
-// the socket, without regard to when it takes them. Used by the thread that serves the connection.
+// The deliveries that the peer sends to the consumers of one connection: one message many times, or the parts of a
+// series. Makes the bytes, and leaves the writing to the owner. Only the thread that serves the connection uses this.
 #pragma once
 
 #include <cstddef>
@@ -17,7 +17,7 @@ struct Subscriber
     std::string tag;
 };
 
-// A message as its publisher sent it: what goes into the header frame, and the body.
+// A message as its publisher sent it: the payload of its content header, and its body.
 struct Template
 {
     std::string header;
@@ -32,15 +32,16 @@ class Deliveries
 public:
     Deliveries() = default;
 
-    // `count` copies, to the subscribers in turn.
+    // Makes `count` copies of a message, for the subscribers in turn.
     static Deliveries Copies(const Template& message, const std::vector<Subscriber>& subscribers, std::size_t count);
-    // `count` messages for one subscriber, each with its number from 0 in the header that tells a part's index.
+    // Makes `count` parts for one subscriber. Their indexes, from 0, replace the index in the message's headers.
     static Deliveries Parts(const Template& message, const Subscriber& subscriber, std::size_t count);
 
-    // So many copies more, of the same message to the same subscribers: making them takes longer than sending them.
+    // Repeats the same message for the same subscribers, `count` times. Making new copies would take longer than
+    // sending them.
     void Again(std::size_t count) { left = count; }
 
-    // What is to be sent next; empty at the end.
+    // Returns the bytes to be sent next; empty at the end.
     std::string_view Next() const;
     void Sent(std::size_t octets);
 
@@ -48,10 +49,10 @@ private:
     void Renew();
 
     std::string block;             // some whole deliveries
-    std::vector<std::size_t> ends; // of each delivery in the block
-    std::size_t sent = 0;          // of the block
-    std::size_t left = 0;          // deliveries, those of the block included
-    std::size_t indexAt = 0;       // where in the block a part's index stands; 0 where there is none
+    std::vector<std::size_t> ends; // where each delivery in the block ends
+    std::size_t sent = 0;          // bytes of the block that were sent
+    std::size_t left = 0;          // deliveries that are not sent yet, with those in the block
+    std::size_t indexAt = 0;       // where the part's index is in the block; 0: the block has no index
     std::uint64_t index = 0;
 };
 

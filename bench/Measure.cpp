@@ -37,7 +37,7 @@ double Median(std::vector<double> values)
 
 std::size_t FindCount(const Side& side, double seconds)
 {
-    Time(side, 1); // makes what is made once
+    Time(side, 1); // the first time includes what happens only once
     for (std::size_t count = 1;; count *= 2)
     {
         const double taken = Time(side, count);
@@ -58,7 +58,7 @@ struct Times
 void RunRounds(const Sides& sides, std::size_t rounds, std::size_t count, Times& times)
 {
     const std::size_t some = std::max<std::size_t>(1, count / 4);
-    Time(sides.library, some); // both are warm then
+    Time(sides.library, some); // warms both sides up
     Time(sides.bare, some);
     for (std::size_t round = 0; round < rounds; ++round)
     {

@@ -1,5 +1,5 @@
-// Times two ways of doing the same work, in turn: the machine's mood changes from one second to the next, and what one
-// way suffers the other one suffers too.
+// Times two ways of doing the same work, in turn. The speed of a machine changes from one second to the next; in turn,
+// both ways suffer from this equally. Everything runs on the calling thread.
 #pragma once
 
 #include <cstddef>
@@ -8,7 +8,7 @@
 namespace Bench
 {
 
-// One way of doing a piece of work `count` times. What is to be done before and after is not timed.
+// One way of doing a piece of work `count` times. `before` and `after` are not timed.
 struct Side
 {
     std::function<void(std::size_t count)> run;
@@ -16,7 +16,7 @@ struct Side
     std::function<void()> after{};
 };
 
-// Two ways, and what they share.
+// The two ways.
 struct Sides
 {
     Side library;
@@ -26,19 +26,19 @@ struct Sides
 struct Effort
 {
     std::size_t settings; // how often both sides are made anew
-    std::size_t rounds;   // with each
-    double seconds;       // about, for one side in one round
+    std::size_t rounds;   // how many rounds both sides run each time
+    double seconds;       // how long one side takes in one round, about
 };
 
 struct Comparison
 {
-    double library = 0; // seconds for one piece of work, median over all rounds
+    double library = 0; // seconds for one piece of work: the median of all rounds
     double bare = 0;
-    double ratio = 0; // how many times as fast the library is: the median of the ratios of the rounds
+    double ratio = 0; // rabbitmq-c's time divided by the library's: the median of all rounds
 };
 
-// Each round runs both sides, the one that begins alternating. `count` is how much one round does; 0 to find out how
-// much takes the time that the effort allows.
+// Compares both sides. Each round runs both, and they take turns at the first place. One round does the work `count`
+// times. With a `count` of 0, Compare finds the count that takes the seconds of the effort.
 Comparison Compare(const std::function<Sides()>& prepare, const Effort& effort, std::size_t count = 0);
 
 } // namespace Bench

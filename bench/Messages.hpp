@@ -1,4 +1,5 @@
-// What is published in the cases, in the library's form and in rabbitmq-c's: the same octets on the wire.
+// The messages that the cases publish, in the library's form and in rabbitmq-c's: the same bytes on the wire. Plain
+// values, used by the main thread.
 #pragma once
 
 #include <amqp/Envelope.hpp>
@@ -20,7 +21,7 @@ using Amqp::ToBytes;
 
 enum class Dress
 {
-    Plain, // a delivery mode, as every message of the library has
+    Plain, // the delivery mode only, which every message of the library has
     Rich   // six properties and four headers
 };
 
@@ -33,11 +34,11 @@ struct Kind
     bool IsLarge() const { return size >= 4096; }
 };
 
-// Of bodies of 16 B, 100 B, 4 KiB and 128 KiB, plain and rich.
+// Returns the kinds with bodies of 16 B, 100 B, 4 KiB and 128 KiB, plain and rich.
 std::vector<Kind> AllKinds();
 
-// A message as rabbitmq-c takes it, made for each publish, as a program that has one message after the other does.
-// Borrows from the message.
+// A message as rabbitmq-c takes it. Made anew for each publish, as in a program whose messages differ. Borrows its
+// strings and its body from the Message.
 struct RawMessage
 {
     explicit RawMessage(const class Message& message);
@@ -49,7 +50,7 @@ struct RawMessage
     std::string_view body;
 };
 
-// A message of a program of its own: both sides borrow the texts.
+// The message of a case. Owns the strings and the body, which both sides borrow.
 class Message
 {
 public:
@@ -78,7 +79,7 @@ private:
     Amqp::Envelope envelope;
 };
 
-// With rabbitmq-c alone.
+// Publishes with rabbitmq-c alone.
 inline void Publish(BareClient& client, std::string_view exchange, std::string_view routingKey, const Message& message)
 {
     const RawMessage raw(message);

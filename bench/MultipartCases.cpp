@@ -1,5 +1,6 @@
-// Large bodies in parts. By hand: a SHA-256 and the slices, each with the headers of a part, one way; the deliveries
-// kept until the last one has come, and one copy, the other way.
+// Cases with large bodies in parts. To send, the side of rabbitmq-c computes a SHA-256, and publishes slices with the
+// headers of parts. To receive, it keeps the deliveries until the last has arrived, and copies them into one block. The
+// main thread runs the cases.
 #include "Cases.hpp"
 #include "Messages.hpp"
 
@@ -16,7 +17,7 @@ namespace
 
 constexpr std::string_view hashOfNothing = "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855";
 
-// What every part has besides its slice of the body.
+// The properties of a part: the same in every part, except for the index.
 class PartProperties
 {
 public:
@@ -189,7 +190,7 @@ private:
     std::string part;
     std::size_t total;
     PartProperties properties;
-    std::unique_ptr<BareClient> filler; // with a broker
+    std::unique_ptr<BareClient> filler; // fills the queues of a broker; null with the peer
     std::string queueOfLibrary;
     std::string queueOfBare;
     std::uint64_t arrived = 0;
@@ -209,7 +210,7 @@ std::vector<Case> MultipartCases(std::size_t bodySize)
 {
     constexpr std::size_t kibi = 1024;
     constexpr std::size_t rounds = 5;
-    constexpr std::size_t small = 64 * kibi * kibi; // of small parts there would be too many
+    constexpr std::size_t small = 64 * kibi * kibi; // a larger body would have too many small parts
     std::vector<Case> cases;
     const auto add = [&cases](const char* way, std::size_t body, std::size_t part, double target, auto sidesOf)
     {

@@ -1,4 +1,4 @@
-// What the program is told on its command line. Plain values.
+// The options of the command line. Plain values, used by the main thread.
 #pragma once
 
 #include <cstddef>
@@ -11,14 +11,14 @@ struct Options
 {
     bool quick = false;
     bool withBroker = true;
-    std::string only;      // the case of this title, such as "publish 100 B", or those whose titles contain it
-    std::size_t count = 0; // for profilers: the library's side does its work so many times, and nothing else happens
-    std::string output;    // a file for the figures
-    std::string serve;     // the address on which to be the peer, for another such program
-    std::string peer;      // ADDRESS:PORT of such a peer
+    std::string only;      // the title of a case, such as "publish 100 B", or a part of the titles of some cases
+    std::size_t count = 0; // for profilers: do the work so often with the library, and nothing else
+    std::string output;    // the file to which the figures are written
+    std::string serve;     // the address on which to be the peer of another bench program
+    std::string peer;      // ADDRESS:PORT of a bench program that is the peer
 };
 
-// Throws std::runtime_error for what it does not know.
+// Parses the arguments. Throws std::runtime_error if it does not know an argument, or a value is missing.
 Options ParseOptions(int count, char** arguments);
 
 } // namespace Bench

@@ -1,4 +1,5 @@
-// The two clients of a case, their message, and where they publish it so that it is dropped.
+// Owns the two clients of a case and their message, and says where to publish so that the message is dropped. Used by
+// the main thread.
 #pragma once
 
 #include "Messages.hpp"
@@ -16,7 +17,7 @@ struct Pair
     {
     }
 
-    // For messages that must not come back: a queue that keeps one message at a time.
+    // Routes the messages to a queue that keeps only the latest message, so that the broker returns none.
     void RouteSomewhere()
     {
         amqp_table_entry_t limit{ToBytes("x-max-length"), {AMQP_FIELD_KIND_I32, {}}};
@@ -28,7 +29,7 @@ struct Pair
     Client library;
     BareClient bare;
     Message message;
-    std::string exchange = "amq.fanout"; // to which nothing is bound
+    std::string exchange = "amq.fanout"; // no queue is bound to it
     std::string key;
 };
 

@@ -27,7 +27,7 @@ void Serve(Wire::Descriptor socket)
     {
         PeerConnection(std::move(socket)).Serve();
     }
-    catch (const std::exception& error) // the client sees its connection end
+    catch (const std::exception& error) // the connection ends, and the client finds that
     {
         std::cerr << "peer: " << error.what() << '\n';
     }

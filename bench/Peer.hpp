@@ -1,6 +1,6 @@
-// A peer that swallows what is published and floods consumers, so that the client is what is measured. It listens on
-// an address of this machine, on a free port, and serves each connection on a thread of its own. It ends when it is
-// destroyed, which waits for its clients to go.
+// A peer that drops published messages and floods consumers. It is so fast that the bench measures the client. It
+// listens on an address of this machine, on a free port. It owns its threads: one accepts connections, and each
+// connection has one. The destructor waits until all clients have closed their connections.
 #pragma once
 
 #include "support/Stream.hpp"
@@ -28,7 +28,7 @@ private:
 
     Wire::Descriptor listener;
     std::uint16_t port = 0;
-    std::vector<std::thread> connections; // the acceptor's own
+    std::vector<std::thread> connections; // used by the acceptor only, until it has ended
     std::thread acceptor;
 };
 

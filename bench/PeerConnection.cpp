@@ -41,7 +41,7 @@ bool Is(std::string_view payload)
            Number(payload.data() + 2, 2) == Method::id.methodId;
 }
 
-// The answer's number is the request's, plus one.
+// Returns a reply without fields. The number of the reply is the number of the call plus one.
 std::string PlainAnswer(std::string_view payload)
 {
     std::string answer(payload.substr(0, 4));
@@ -84,7 +84,7 @@ void PeerConnection::Serve()
     }
 }
 
-// One step in both directions: waits for the client only when there is nothing to be sent.
+// Sends and reads as much as possible without waiting. Waits for the client only if there is nothing to be sent.
 bool PeerConnection::Exchange()
 {
     const std::string_view out = answers.empty() ? deliveries.Next() : std::string_view(answers);
@@ -111,8 +111,8 @@ bool PeerConnection::Exchange()
     return true;
 }
 
-// While small messages come one after the other: a peer that waits for each has to be woken for each, by the client,
-// which takes longer than everything else that a client does.
+// Lets small messages pile up. If the peer waited for each, the client's system call would have to wake the peer for
+// each, which takes longer than everything else that a client does.
 void PeerConnection::Nap()
 {
     if (std::exchange(smallBody, false))
@@ -130,7 +130,7 @@ bool PeerConnection::Read(bool wait)
         begin = 0;
     }
     const int flags = wait ? 0 : MSG_DONTWAIT;
-    // The rest of a body goes where the kernel does not even copy it.
+    // MSG_TRUNC makes the kernel drop the rest of a body without copying it.
     const ssize_t count = skip != 0 ? recv(socket.Get(), nullptr, skip, MSG_TRUNC | flags)
                                     : recv(socket.Get(), buffer.data() + end, buffer.size() - end, flags);
     if (count < 0)
@@ -184,7 +184,7 @@ void PeerConnection::TakeMethod(std::uint16_t channel, std::string_view payload)
     {
         frameMax = Decode<ConnectionTuneOk>(payload).frameMax;
     }
-    else if (payload.substr(0, 2) == std::string_view("\0\12", 2)) // the class connection
+    else if (payload.substr(0, 2) == std::string_view("\0\12", 2)) // a method of the class connection
     {
         closed = Is<ConnectionClose>(payload);
         Answer(0, ConnectionAnswer(payload));
@@ -216,7 +216,7 @@ void PeerConnection::TakeMethod(std::uint16_t channel, std::string_view payload)
 
 void PeerConnection::TakePublish(std::string_view payload)
 {
-    constexpr std::size_t exchangeAt = 6; // behind the numbers and the ticket
+    constexpr std::size_t exchangeAt = 6; // behind the method's numbers and the ticket
     const std::string_view exchange = payload.substr(exchangeAt + 1, static_cast<unsigned char>(payload[exchangeAt]));
     if (exchange == "repeat" || exchange == "series")
     {

@@ -1,6 +1,6 @@
-// One connection that the peer serves: accepts whatever it is asked for, takes what is published and drops it as
-// cheaply as it can. A message published to the exchange "repeat" comes back to the connection's consumers as many
-// times as its routing key says, one published to "series" as that many parts. Owned and used by one thread.
+// One connection that the peer serves. It accepts every call, and drops published messages as fast as it can. If a
+// message is published to the exchange "repeat", its routing key is a number, and the connection's consumers receive
+// the message so many times. With the exchange "series" they receive so many parts. Owned and used by one thread.
 #pragma once
 
 #include "Deliveries.hpp"
@@ -22,7 +22,7 @@ class PeerConnection
 public:
     explicit PeerConnection(Wire::Descriptor connected);
 
-    // Until the client goes.
+    // Serves the client until the connection ends.
     void Serve();
 
 private:
@@ -46,17 +46,17 @@ private:
 
     Wire::Descriptor socket;
     std::vector<char> buffer;
-    std::size_t begin = 0; // of what is in the buffer
-    std::size_t end = 0;
-    std::size_t skip = 0; // octets of a body that have not come yet
+    std::size_t begin = 0; // where the unread bytes in the buffer begin
+    std::size_t end = 0;   // where they end
+    std::size_t skip = 0;  // bytes of a body that are to be dropped when they arrive
     std::string answers;
     Deliveries deliveries;
-    std::optional<Template> repeated; // what they are copies of
+    std::optional<Template> repeated; // the message of which the deliveries are copies
     std::vector<Subscriber> subscribers;
     std::optional<Request> request;
     std::uint32_t frameMax = 131072;
     bool closed = false;
-    bool smallBody = false; // was the latest frame
+    bool smallBody = false; // the latest frame was a small body
 };
 
 } // namespace Bench

@@ -16,7 +16,7 @@ namespace Bench
 namespace
 {
 
-// What the new process does, all its life.
+// Serves as the peer until the other end of the lifeline is closed. Runs in the new process.
 [[noreturn]] void BePeer(Wire::Descriptor lifeline)
 {
     {

@@ -1,5 +1,6 @@
-// The peer in a process of its own: system calls cost a program with several threads more, and it is the client that is
-// measured. Owns the process, which ends with it, or with this program however that ends.
+// Runs the peer in a process of its own. System calls take longer in a program with several threads, and would slow the
+// client, which is measured. Owns the process: it ends with this object, and also if this program crashes. Belongs to
+// the main thread.
 #pragma once
 
 #include "support/Stream.hpp"
@@ -13,7 +14,7 @@ namespace Bench
 class PeerProcess
 {
 public:
-    // To be made before there are any threads.
+    // Starts the process. Call the constructor before the program has other threads.
     PeerProcess();
     ~PeerProcess();
     PeerProcess(const PeerProcess&) = delete;
@@ -22,7 +23,7 @@ public:
     std::uint16_t Port() const { return port; }
 
 private:
-    Wire::Descriptor lifeline; // the peer ends when this does
+    Wire::Descriptor lifeline; // the peer ends when this is closed
     pid_t process = -1;
     std::uint16_t port = 0;
 };

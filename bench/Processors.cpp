@@ -29,7 +29,7 @@ std::vector<unsigned> Allowed()
 
 void StayOnProcessor(Processor which)
 {
-    static const std::vector<unsigned> allowed = Allowed(); // later on there is only one left
+    static const std::vector<unsigned> allowed = Allowed(); // asked first: afterwards only one processor is allowed
     if (allowed.size() < 2)
     {
         return;

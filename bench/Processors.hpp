@@ -1,4 +1,5 @@
-// Where threads run: one that wanders between processors is measured with its travels.
+// Keeps threads on their processors, because moving between processors would add to the measured time. Called by each
+// thread for itself.
 #pragma once
 
 namespace Bench
@@ -10,8 +11,8 @@ enum class Processor
     Peer
 };
 
-// Keeps the calling thread on one of the processors that the program may use, where there are two. To be called first
-// on the main thread, before there are others.
+// Keeps the calling thread on one processor, if the program may use at least two. The first call must be on the main
+// thread, before the program has other threads.
 void StayOnProcessor(Processor which);
 
 } // namespace Bench

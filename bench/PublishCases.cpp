@@ -1,4 +1,4 @@
-// One message after the other, to where it is dropped.
+// Cases that publish one message after the other, to where the messages are dropped. The main thread runs the cases.
 #include "Cases.hpp"
 #include "Pair.hpp"
 
@@ -30,7 +30,8 @@ Sides Publishing(const Site& site, const Kind& kind)
 
 void Ignore(const Amqp::Envelope& /*message*/, const Amqp::AckStatus& /*status*/) {}
 
-// By hand: a number as the message id, by which a message that is returned finds its callback.
+// Does on rabbitmq-c alone what the library does for callbacks: a number is the message id, and finds the callback of a
+// returned message.
 class Numbered
 {
 public:
@@ -66,7 +67,7 @@ Sides PublishingWithCallback(const Site& site, const Kind& kind, std::size_t pen
     return sides;
 }
 
-// Against a loop without one: a batch of a hundred messages at a time.
+// Compares batches of a hundred messages with a loop on rabbitmq-c alone, which has no batch.
 Sides PublishingInBatches(const Site& site, const Kind& kind)
 {
     const auto pair = std::make_shared<Pair>(site, kind);

@@ -1,4 +1,5 @@
-// The table that is printed as the cases go, and the same figures as a file for the plot. Owned by the main program.
+// Prints a table, case by case, and writes the same figures to a file for the plot. Owns the file. Belongs to the main
+// thread.
 #pragma once
 
 #include "Cases.hpp"
@@ -15,7 +16,7 @@ namespace Bench
 class Report
 {
 public:
-    // With an empty name no file is written.
+    // Prints the head of the table. If the name of the file is empty, no file is written.
     explicit Report(const std::string& file);
 
     void Add(const Case& measured, const Comparison& onPeer, const std::optional<Comparison>& onBroker);

@@ -1,4 +1,5 @@
-// Where a case is measured: the peer of our own, or a real broker. Plain values.
+// The place where a case is measured, our own peer or a real broker, and the library's client there. A client owns its
+// connection and channel; the main thread uses them.
 #pragma once
 
 #include <amqp/Amqp.hpp>
@@ -16,14 +17,14 @@ struct Site
     bool isBroker;
 };
 
-// The library's side of a case: a connection with a channel, whose errors are thrown.
+// The library's side of a case: a connection with a channel. The channel's notifier throws its errors.
 struct Client
 {
     explicit Client(const Site& site, int frameMax = 131072);
 
     std::shared_ptr<Amqp::Channel> NewChannel() const;
 
-    // Waits until the other side has taken everything that was written.
+    // Waits until the broker or the peer has read everything that was written.
     void Sync() const;
 
     std::shared_ptr<Amqp::Connection> connection;

@@ -1,4 +1,5 @@
-// Compares the library with rabbitmq-c alone, case by case; see scripts/bench.
+// Compares the library with rabbitmq-c alone, case by case; see scripts/bench. The main thread runs everything except
+// the peer.
 #include "Cases.hpp"
 #include "Options.hpp"
 #include "Peer.hpp"
@@ -43,7 +44,7 @@ void RunLibrary(const Case& wanted, const Site& site, std::size_t count)
     }
 }
 
-// Many settings with a round each, or many rounds with one.
+// Makes the sides anew for each round, or runs all rounds with the same sides, as the case wants.
 Comparison Measure(const Case& wanted, const Site& site, Effort effort)
 {
     effort.settings = wanted.manySettings ? std::min(effort.settings, wanted.mostRounds) : 1;
@@ -56,7 +57,8 @@ std::string Title(const Case& one)
     return one.group + " " + one.name;
 }
 
-// The one that has this title, or all whose title contains it.
+// Returns the case whose title is the wanted string. If there is none, returns all cases whose title contains the
+// string.
 std::vector<Case> Wanted(const Options& options)
 {
     std::vector<Case> cases = AllCases(options.quick);
@@ -109,7 +111,7 @@ Site PeerAt(const std::string& text)
     return {{.host = text.substr(0, colon), .port = port}, false};
 }
 
-// For another such program, on another machine say, until the standard input ends.
+// Serves as the peer of another bench program, perhaps on another machine, until the standard input ends.
 void Serve(const std::string& address)
 {
     const Peer peer(address);
@@ -117,8 +119,8 @@ void Serve(const std::string& address)
     std::cin.ignore(std::numeric_limits<std::streamsize>::max());
 }
 
-// Otherwise it depends on what lies where whether malloc gives a large body's memory back to the system, and takes it
-// again, with every message, and which of the two sides is so unlucky.
+// Stops malloc from releasing the memory of large bodies to the system. Otherwise malloc may release the memory and ask
+// for it again with every message. Chance decides which of the two sides would suffer.
 void KeepMemory()
 {
     constexpr int limit = 64 * 1024 * 1024;

@@ -1,5 +1,5 @@
-# Draws docs/performance.svg from the figures of scripts/bench: how many times as fast as rabbitmq-c alone the library
-# is, case by case. Run from the project's folder.
+# Draws docs/performance.svg from the figures of scripts/bench. Each bar is rabbitmq-c's time for a case, divided by the
+# library's time. Run from the project's folder.
 results = 'build/bench/results.tsv'
 set datafile separator '\t'
 set terminal svg size 900, 1200 noenhanced font 'sans-serif,11' background 'white'
