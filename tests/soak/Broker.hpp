@@ -1,4 +1,5 @@
-// Where the broker is, by the environment that scripts/broker sets, and names that are this run's own.
+// Connects to the broker that scripts/broker names in the environment, and names the queues of this run. A connection
+// belongs to the thread of its caller.
 #pragma once
 
 #include "Plan.hpp"
@@ -10,6 +11,7 @@
 #include <string>
 #include <string_view>
 
+// Names that no other run uses.
 struct Names
 {
     Names();

@@ -7,7 +7,7 @@ namespace
 
 using namespace std::chrono_literals;
 
-// RabbitMQ allows 2047 channel numbers on a connection, and the library uses none again.
+// RabbitMQ allows 2047 channel numbers on a connection, and the library uses each number only once.
 constexpr unsigned mostChannels = 2000;
 constexpr auto roundPause = 20ms;
 constexpr std::uint16_t notFound = 404;
@@ -22,14 +22,14 @@ void Churn::Run(Gate& gate)
     {
         if (gate.RestWanted())
         {
-            // rabbitmq-c keeps a block of the size of a frame for each channel number, until the connection goes.
+            // rabbitmq-c keeps a block as large as a frame for each channel number, until the connection is destroyed.
             connection.reset();
             gate.Rest();
             continue;
         }
         if (!connection)
         {
-            // Small frames, or what two thousand channel numbers keep would be 250 MiB.
+            // Use small frames: with large ones the blocks of two thousand channel numbers would take 250 MiB.
             connection = Connect("churn", 100ms, smallestFrame);
             ledger.Count(&Counts::churnedConnections);
         }
@@ -46,7 +46,7 @@ std::shared_ptr<Amqp::Channel> Churn::Open(std::function<void(Amqp::ErrorCode&&)
     ledger.Count(&Counts::channels);
     if (channel->Token() >= mostChannels)
     {
-        connection.reset(); // goes with its last channel
+        connection.reset(); // the channel still keeps the connection until the channel is destroyed
     }
     return channel;
 }

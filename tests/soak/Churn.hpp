@@ -1,5 +1,5 @@
-// Channels that come and go, some of them refused by the broker, on a connection of their own that is made anew before
-// its numbers run out. Driven by the thread that calls Run.
+// Opens and closes channels, and lets the broker refuse operations on some of them. Owns its connection, and makes a
+// new one before the channel numbers run out. Belongs to the thread that calls Run.
 #pragma once
 
 #include "Broker.hpp"
@@ -13,7 +13,7 @@ class Churn
 public:
     Churn(Ledger& ledger, const Names& names);
 
-    /// Until the gate stops it.
+    /// Works until the gate stops the workers.
     void Run(Gate& gate);
 
 private:

@@ -15,7 +15,7 @@ constexpr std::array<Queue, 3> queues{Queue::Auto, Queue::Explicit, Queue::Serie
 constexpr std::string_view fence = "fence";
 constexpr std::chrono::seconds leftoverLimit(30);
 
-// What the publisher, or for a series the library, says of the body.
+// Returns the digest of the body in the headers. The publisher has put the digest there, or for a series the library.
 std::string_view StatedDigest(const Amqp::Envelope& envelope, Queue queue)
 {
     const auto& entries = envelope.Headers().Entries();
@@ -56,15 +56,16 @@ void Consumer::Run(Gate& gate)
             throw std::runtime_error("the broker closed the consumer's connection");
         }
     }
-    // A run that was given up keeps its figures: what is open would come back, and be closed now.
+    // After a failed run, leave the figures alone: the broker would redeliver messages that are open, and the handler
+    // would close them now.
     if (ledger.Snapshot().Open() == 0)
     {
         LookForLeftovers();
     }
 }
 
-// What was not acknowledged comes back when its channel closes, before the last message of each queue. The ledger has
-// closed it, so it counts as doubled.
+// When the channel closes, the broker requeues the deliveries that were never settled, and delivers them again before
+// the last message of each queue. The ledger has closed their messages, so they count as doubled.
 void Consumer::LookForLeftovers()
 {
     channel.reset();

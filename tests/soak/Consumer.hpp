@@ -1,5 +1,5 @@
-// The receiving side: one connection, driven by the thread that calls Run. Checks each delivery against its digest and
-// the ledger, and answers as the plan says.
+// The receiving side. Checks each delivery against its digest and the ledger, and returns the verdict of the plan. Owns
+// its connection and channel. Belongs to the thread that calls Run.
 #pragma once
 
 #include "Broker.hpp"
@@ -11,10 +11,10 @@
 class Consumer
 {
 public:
-    /// Declares the queues and subscribes to them, for whoever publishes later.
+    /// Declares the queues and subscribes to them. Nothing may be published before.
     Consumer(Ledger& ledger, const Names& names);
 
-    /// Until the gate stops it; then looks for messages that were never acknowledged.
+    /// Receives until the gate stops the workers. Then looks for messages that were never settled.
     void Run(Gate& gate);
 
 private:

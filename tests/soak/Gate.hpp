@@ -1,5 +1,6 @@
-// How the main thread leads the workers: to rest, with nothing under way, so that memory can be compared between two
-// such moments, and to their end. One lock; no wait is without a limit but a worker's rest, which the main thread ends.
+// Lets the main thread direct the workers: to rest and to stop. Memory is measured while they rest, because no message
+// is then under way. Any thread may call any function; one lock protects everything. Every wait has a limit, except a
+// worker's rest, which the main thread ends.
 #pragma once
 
 #include <chrono>
@@ -12,17 +13,19 @@ public:
     // For workers.
     bool RestWanted() const;
     bool Stopping() const;
-    /// Says that this worker is at rest, and waits until it may go on or is to stop.
+    /// Reports that this worker is at rest. Waits until the main thread calls Resume or Stop.
     void Rest();
-    /// Waits so long, or until a rest or the end is wanted.
+    /// Waits for the duration, or until the main thread wants the workers to rest or stop.
     void Pause(std::chrono::milliseconds duration);
-    /// The last thing a worker does.
+    /// Reports that this worker has ended. Call Finish last.
     void Finish(bool well);
 
-    // For the main thread. False when the time is over, or a worker has failed.
+    // For the main thread.
+    /// Asks the workers to rest, and waits until so many rest. Returns false if the time is over, or a worker failed.
     bool AwaitRest(int workers, std::chrono::seconds limit);
+    /// Waits until so many workers have ended. Returns false if the time is over.
     bool AwaitFinish(int workers, std::chrono::seconds limit);
-    /// Waits so long; false at once when a worker has failed.
+    /// Waits for the duration. Returns false as soon as a worker has failed.
     bool AllWellFor(std::chrono::milliseconds duration);
     void Resume();
     void Stop();

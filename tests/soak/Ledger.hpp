@@ -1,5 +1,5 @@
-// Every message that is under way, and what has become of the others. Publisher and consumer write into it, each from
-// its thread; everything is under one lock. All memory is taken at the start, so that it does not blur the figures.
+// Keeps the messages that are under way, and counts what happened to the others. Any thread may call any function; one
+// lock protects everything. The ledger allocates all its memory at the start, so that later growth is the library's.
 #pragma once
 
 #include "Plan.hpp"
@@ -12,12 +12,12 @@
 struct Counts
 {
     std::uint64_t published = 0;
-    std::uint64_t received = 0; // of those published: taken by a handler
-    std::uint64_t returned = 0; // of those published: handed to the callback
-    std::uint64_t series = 0;   // of those received
+    std::uint64_t received = 0; // published messages that the handler has finished with
+    std::uint64_t returned = 0; // published messages that the broker returned to the callback
+    std::uint64_t series = 0;   // received messages that were sent in parts
     std::uint64_t requeued = 0;
-    std::uint64_t nacked = 0; // of those received
-    std::uint64_t kept = 0;   // routed with a callback: what the table of pending returns holds
+    std::uint64_t nacked = 0; // received messages that the handler rejected
+    std::uint64_t kept = 0;   // routed messages with a callback: the library keeps an entry for each
     std::uint64_t refusals = 0;
     std::uint64_t channels = 0;
     std::uint64_t churnedConnections = 0;
@@ -37,24 +37,27 @@ enum class End
 class Ledger
 {
 public:
-    /// No message is opened while one that was opened `window` numbers earlier is still under way.
+    /// Makes a ledger for messages whose numbers differ by less than `window`.
     explicit Ledger(std::size_t window);
 
-    /// Opens the next message; false when there are too many under way, and the publisher has to wait.
+    /// Returns whether the next message can be opened. If not, the publisher has to wait until the message that is
+    /// `window` numbers older is closed.
     bool HasRoom() const;
+    /// Opens the next message and returns its number. Call Open only if HasRoom returned true.
     std::uint64_t Open(const Digest& digest);
 
-    /// Whether this delivery is to be put back; counts it then.
+    /// Returns whether the handler has to requeue this delivery, and counts the requeue.
     bool PutBack(std::uint64_t number, unsigned requeues);
-    /// The last that may be heard of a message. False when it was wrong in any way, which is counted then.
+    /// Closes a message: it must not arrive again. If anything about the message is wrong, counts that and returns
+    /// false.
     bool Close(std::uint64_t number, End how, const Digest& digest);
 
     void Count(std::uint64_t Counts::*which);
-    /// Something that is not as it should be. The first few are printed at once.
+    /// Counts something that is wrong. Prints the first few at once.
     void Wrong(std::string_view what);
 
     Counts Snapshot() const;
-    /// Names some of the messages that are still open.
+    /// Prints some of the messages that are still open.
     void PrintOpen() const;
 
 private:

@@ -5,8 +5,8 @@
 #include <stdexcept>
 #include <string>
 
-// malloc_trim gives back the unused end of the first heap only. Each further thread's own heap would keep up to several
-// hundred KiB there, by chance more or less.
+// Makes all threads share one heap, because malloc_trim releases the unused end of the first heap only. The heap of
+// another thread would keep some hundred KiB unused, now more, now less.
 void Memory::Prepare()
 {
     if (mallopt(M_ARENA_MAX, 1) == 0)

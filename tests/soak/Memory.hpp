@@ -1,4 +1,4 @@
-// What this process holds. Meant to be measured with nothing under way, from one thread.
+// The memory of this process. The main thread measures while no message is under way.
 #pragma once
 
 #include <cstddef>
@@ -9,10 +9,10 @@ struct Memory
     std::int64_t resident = 0;  // VmRSS, in bytes
     std::int64_t allocated = 0; // what malloc has handed out, over all threads
 
-    /// To be called before the first thread starts, or Trimmed shows what malloc keeps in reserve.
+    /// Prepares malloc for Trimmed. Call Prepare before the first thread starts.
     static void Prepare();
-    /// As it stands.
+    /// Returns the memory that the process has now.
     static Memory Now();
-    /// After malloc has given back to the system what it holds in reserve.
+    /// Makes malloc release its unused memory to the system, and returns the memory that is left.
     static Memory Trimmed();
 };

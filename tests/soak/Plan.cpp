@@ -12,7 +12,8 @@ struct SeriesSize
     std::size_t partSize;
 };
 
-// Two parts with a rest of one byte; a rest; whole parts; many parts; parts that fill a frame of 131072 bytes.
+// Two parts, the last of one byte; three parts, the last one shorter; equal parts; many parts; parts of a full frame
+// each.
 constexpr std::array<SeriesSize, 5> seriesSizes{
     {{4097, 4096}, {20000, 7000}, {65536, 4096}, {100000, 1000}, {262128, 131064}}};
 
@@ -21,7 +22,7 @@ constexpr std::size_t largestSingle = 65536;
 constexpr std::size_t largestBody = 262128;
 constexpr std::size_t noiseOffsets = 4096;
 
-// A well mixed number from a plain one (the finaliser of splitmix64).
+// Returns a number that looks random, but depends on `number` only: the finaliser of splitmix64.
 std::uint64_t Mix(std::uint64_t number)
 {
     number += 0x9E3779B97F4A7C15U;
@@ -30,7 +31,7 @@ std::uint64_t Mix(std::uint64_t number)
     return number ^ (number >> 31U);
 }
 
-// Mostly small: seven of ten up to 256 bytes, one of a hundred up to 64 KiB.
+// Returns the size of a body. Seven of ten bodies have up to 256 bytes, and one of a hundred has up to 64 KiB.
 std::size_t SizeOf(std::uint64_t chance)
 {
     const std::uint64_t percent = chance % 100;
@@ -95,7 +96,7 @@ Bodies::Bodies() : noise(largestBody + noiseOffsets, '\0')
     {
         noise[at] = static_cast<char>(Mix(at));
     }
-    // Once and for all: what grows later is to be the library's.
+    // Allocate once at the start, so that later growth is the library's.
     body.reserve(largestBody);
 }
 

@@ -1,5 +1,6 @@
-// What message number N is: where it goes, how large it is, what becomes of it. A function of the number alone, so that
-// publisher and consumer agree without a word. No state: may be called from any thread.
+// Plans each message: its queue, its size and its verdicts. The plan depends on the message's number alone, so
+// publisher and consumer make the same plan. The functions have no state, and any thread may call them. Bodies belong
+// to one thread.
 #pragma once
 
 #include <array>
@@ -11,20 +12,20 @@
 
 enum class Queue
 {
-    Auto,     // acknowledged by the broker as it sends
-    Explicit, // by the handler's verdict
-    Series,   // large bodies in parts
-    Nowhere   // no such queue: the broker sends the message back
+    Auto,     // the broker settles each delivery at once
+    Explicit, // the handler's verdict settles the delivery
+    Series,   // for large bodies in parts
+    Nowhere   // there is no such queue, so the broker returns the message
 };
 
 struct Message
 {
     Queue queue = Queue::Auto;
     std::size_t size = 0;
-    std::size_t partSize = 0; // 0: one message
-    unsigned requeues = 0;    // how often the handler puts it back before it takes it
-    bool nack = false;        // the handler's last verdict
-    bool callback = false;    // published with a callback although it is routed, while few enough are kept
+    std::size_t partSize = 0; // 0: not in parts
+    unsigned requeues = 0;    // how often the handler requeues the message first
+    bool nack = false;        // the handler rejects the message in the end
+    bool callback = false;    // publish with a callback although the message is routed, unless many callbacks are kept
 };
 
 Message PlanOf(std::uint64_t number);
@@ -33,16 +34,16 @@ using Digest = std::array<unsigned char, 32>;
 
 std::string Hex(const Digest& digest);
 
-/// A number in decimal and nothing else.
+/// Returns the decimal number that is the whole string, or nothing if the string is something else.
 std::optional<std::uint64_t> ParseNumber(std::string_view text);
 
-/// Bodies that differ in every message: equal large bodies would be one series to the library.
+/// Makes a different body for every message: the library would take equal large bodies for one series.
 class Bodies
 {
 public:
     Bodies();
 
-    /// Valid until the next call.
+    /// Returns the body of a message. The body is valid until the next call.
     std::string_view Make(std::uint64_t number, std::size_t size);
 
 private:

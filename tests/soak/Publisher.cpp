@@ -9,10 +9,11 @@ namespace
 
 using namespace std::chrono_literals;
 
-// The connection keeps these as long as it lives. All are registered during the warm-up: later ones would lie scattered
-// over the heap among what is soon freed, and each would keep a page resident.
+// The most callbacks of routed messages. The connection keeps them until it is destroyed. All are registered during the
+// warm-up. Later ones would be scattered over the heap, and each would keep a page resident whose other blocks are
+// freed.
 constexpr std::uint64_t mostKept = 1000;
-// How many messages may go out before the publisher looks at what came back.
+// The number of messages that are published before the publisher looks for returned messages.
 constexpr unsigned burst = 64;
 constexpr std::uint16_t noRoute = 312;
 
@@ -55,7 +56,7 @@ void Publisher::PublishNext()
     envelope.CorrelationId(std::to_string(next));
     if (message.partSize == 0)
     {
-        // A series has headers of its own, with its digest.
+        // The library itself puts the digest into the headers of a series.
         envelope.Headers().Insert("sha256", Hex(digest));
     }
 
@@ -66,7 +67,7 @@ void Publisher::PublishNext()
         callback = [this](const Amqp::Envelope& returned, const Amqp::AckStatus& status)
         { Returned(returned, status); };
     }
-    // Before it goes out: the consumer may have it before Publish returns.
+    // Open the message first: the consumer may receive it before Publish returns.
     if (ledger.Open(digest) != next)
     {
         throw std::logic_error("publisher and ledger count differently");

@@ -1,5 +1,5 @@
-// The sending side: one connection, driven by the thread that calls Run. Publishes what the plan says, as long as the
-// ledger has room, and takes what the broker sends back.
+// The sending side. Publishes the messages of the plan while the ledger has room, and checks the messages that the
+// broker returns. Owns its connection and channel. Belongs to the thread that calls Run.
 #pragma once
 
 #include "Broker.hpp"
@@ -13,7 +13,7 @@ class Publisher
 public:
     Publisher(Ledger& ledger, const Names& names);
 
-    /// Until the gate stops it.
+    /// Publishes until the gate stops the workers.
     void Run(Gate& gate);
 
 private:

@@ -9,11 +9,11 @@ namespace
 constexpr std::int64_t kibibyte = 1024;
 constexpr std::int64_t growthLimit = 1024 * kibibyte;
 
-// The documented growth: a routed message with a callback keeps an entry of the table of pending returns, a node of a
-// map with a number and a std::function, 72 bytes in a block of 80.
+// The documented growth. For each routed message with a callback the library keeps an entry in its table of pending
+// returns. An entry is a node of a map with a number and a std::function: 72 bytes in a block of 80.
 constexpr std::int64_t tableEntry = 80;
 
-// Prints the growth, and says whether it is within the limit.
+// Prints the growth, and returns whether the growth is within the limit.
 bool JudgeGrowth(const char* what, std::int64_t start, std::int64_t end, std::int64_t table)
 {
     const std::int64_t growth = end - start;
@@ -77,7 +77,7 @@ bool Report::Summary(const Counts& counts, const std::optional<Moment>& start, c
     {
         std::cout << "soak: memory was not judged\n";
     }
-    // A run that did nothing, or left out a kind of work, shows nothing.
+    // A run without some kind of work proves nothing about that work.
     if (std::min({counts.received, counts.returned, counts.series, counts.nacked, counts.requeued, counts.refusals}) ==
         0)
     {

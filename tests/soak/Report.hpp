@@ -1,4 +1,4 @@
-// What the program prints, and its verdict.
+// Prints the progress and the result of the run, and decides whether all is well. Belongs to the main thread.
 #pragma once
 
 #include "Ledger.hpp"
@@ -7,7 +7,7 @@
 #include <chrono>
 #include <optional>
 
-/// What was there with nothing under way, at two moments.
+/// The counts and the memory at a moment when no message is under way.
 struct Moment
 {
     Counts counts;
@@ -19,10 +19,11 @@ class Report
 public:
     Report();
 
-    /// One line on how it goes.
+    /// Prints one line about the progress.
     void Progress(const Counts& counts);
 
-    /// The last lines: figures, what is wrong, and the result. Without moments memory is not judged.
+    /// Prints the last lines: the figures, what is wrong, and the result. Judges the memory only if both moments were
+    /// measured.
     /// @return whether all is well.
     static bool Summary(const Counts& counts, const std::optional<Moment>& start, const std::optional<Moment>& end);
 

@@ -1,7 +1,7 @@
 // Usage: soak MINUTES [--no-memory]
 //
-// The main thread: starts a publisher, a consumer and the churn of channels, each with a connection and a thread of its
-// own, watches that they get on, and measures memory while they rest. scripts/soak runs it.
+// Starts a publisher, a consumer and the churn of channels, each with a connection and a thread of its own. The main
+// thread watches that they make progress, and measures memory while they rest. scripts/soak runs this program.
 #include "Churn.hpp"
 #include "Consumer.hpp"
 #include "Publisher.hpp"
@@ -20,10 +20,10 @@ namespace
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-constexpr std::size_t window = 20000; // the most messages under way
+constexpr std::size_t window = 20000; // how many messages may be under way
 constexpr std::uint64_t warmUp = 50000;
 constexpr auto reportInterval = 10s;
-constexpr auto stallLimit = 60s; // no message within this time is no progress; a busy machine takes a second or two
+constexpr auto stallLimit = 60s; // a busy machine may pause for a second or two; after this time work has stopped
 constexpr auto drainLimit = 10s;
 constexpr int restingWorkers = 2;
 constexpr int workers = 3;
@@ -89,7 +89,7 @@ void Soak::Start(std::function<void(Gate&)> work)
         });
 }
 
-// False when a worker failed or nothing moved for too long.
+// Watches the workers until `enough` returns true. Returns false if a worker fails, or no message ends for too long.
 template <typename Enough>
 bool Soak::WatchUntil(Enough enough)
 {
@@ -152,7 +152,7 @@ bool Soak::Work(const Options& options)
     return end.has_value();
 }
 
-// After a failure: what is merely on its way is not lost.
+// Waits, after a failure, for the messages that are under way: they are not lost.
 void Soak::AwaitEmpty()
 {
     gate.AwaitRest(restingWorkers, 0s);
@@ -166,7 +166,7 @@ void Soak::AwaitEmpty()
 bool Soak::Run(const Options& options)
 {
     const Names names;
-    Consumer consumer(ledger, names); // first: it declares the queues
+    Consumer consumer(ledger, names); // first, because the consumer declares the queues
     Publisher publisher(ledger, names);
     Churn churn(ledger, names);
     Start([&](Gate& held) { consumer.Run(held); });
