@@ -1,5 +1,5 @@
-// What an input of the receive step says beside the octets of a peer: a frame of a type that is never sent, in which
-// each octet is a command, the low half of it, with an argument, the high one. Plain values, no threads.
+// Commands in an input of the target Inbound. A frame of a type of its own holds commands and is not sent. Each byte of
+// its payload is a command (the low four bits) with an argument (the high four bits). Plain functions without state.
 #pragma once
 
 #include <cstdint>
@@ -20,17 +20,18 @@ enum class Command : std::uint8_t
     TakeIn,
     TakeParkedClose,
     TakeClose,
-    SendLate, // the last octets of what comes before the next commands come after them
-    // These are about an event that is held; when there is none they are Next.
+    SendLate, // send the last bytes before the next commands after these commands
+    // The following commands handle an event that is held. If no event is held, they mean Next.
     Park,
     Keep,
     TakeBody,
     Move,
     Drop,
-    // What ends a session comes with one argument of the sixteen: little can be seen after it.
-    Fail, // as when nothing can be written any more
+    // The following commands end the session, after which few bugs can be found. So only one of the sixteen arguments
+    // selects them.
+    Fail, // as if a write had failed
     GiveUpPeer,
-    Leave // what is parked or has begun then is never taken
+    Leave // destroy everything at once, with parked events and unfinished messages
 };
 
 inline std::pair<Command, std::size_t> Decode(char octet)

@@ -1,7 +1,7 @@
-// Properties off the wire: rabbitmq-c reads the octets, the library makes its own of them, and back. Before it sends
-// any, the library finds out whether they fit a frame: what it says has to be what rabbitmq-c then does.
+// Properties from the wire: rabbitmq-c decodes the bytes, and the library converts the properties to its own and back.
+// Before sending, the library decides whether properties fit a frame; rabbitmq-c has to agree. One thread.
 //
-// The first three octets are not properties: how long a header, and how long a text to add.
+// The first three bytes are not properties. They say how long a header, and how long a string, the target adds.
 #include "Fuzz.hpp"
 #include "support/Pool.hpp"
 
@@ -19,7 +19,8 @@ namespace
 constexpr std::size_t smallestRoom = 4076;
 constexpr std::size_t ample = std::size_t{1} << 18;
 
-// How many octets rabbitmq-c writes into so much room; negative when it refuses.
+// Lets rabbitmq-c write the properties into the room. Returns the number of bytes, or a negative status if they do not
+// fit.
 int Write(const Amqp::EncodedProperties& properties, std::vector<char>& room)
 {
     amqp_basic_properties_t raw = properties.value;
@@ -29,7 +30,7 @@ int Write(const Amqp::EncodedProperties& properties, std::vector<char>& room)
 void CheckRoom(const Amqp::MetaData& metaData)
 {
     const Amqp::EncodedProperties properties = Amqp::EncodeProperties(metaData);
-    static std::vector<char> large(ample); // once: it is never read
+    static std::vector<char> large(ample); // made once, because nothing reads the content
     const int size = Write(properties, large);
     const bool encodable = Amqp::CheckEncodable(properties.value, ample) == AMQP_STATUS_OK;
     Fuzz::Require(!encodable || size >= 0, "rabbitmq-c writes what the library takes for sendable");
@@ -90,7 +91,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* octets, std::size_t size)
                   "the properties come back:\n" + Describe(metaData) + "\nas\n" + Describe(second));
 
     CheckRoom(metaData);
-    // What cannot come off the wire: a text that is one too long for it, and headers that fill a frame.
+    // Check what cannot arrive from the wire: headers that fill a frame, and a string that is too long by one byte.
     metaData.Headers().Insert("filler", std::string(std::size_t{octets[0]} << 8 | octets[1], 'x'));
     CheckRoom(metaData);
     metaData.Type(std::string(std::size_t{octets[2]} + 1, 'x'));

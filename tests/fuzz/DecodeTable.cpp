@@ -1,5 +1,5 @@
-// A table off the wire: rabbitmq-c reads the octets, the library makes its own table of them. Written again and read
-// once more it has to be the same table, and take just the room that the library says.
+// A table from the wire: rabbitmq-c decodes the bytes, and the library converts the table to its own. If the table is
+// written and read again, the table has to be the same, and as long as the library says. One thread.
 #include "Fuzz.hpp"
 #include "support/Pool.hpp"
 
@@ -28,7 +28,7 @@ std::vector<char> Write(const Amqp::Table& table)
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* octets, std::size_t size)
 {
-    constexpr std::size_t longest = 32768; // Describe, not the library, wants more stack than there is for more
+    constexpr std::size_t longest = 32768; // for a longer table Describe, which is recursive, would run out of stack
     if (size > longest)
     {
         return 0;

@@ -12,7 +12,7 @@
 namespace
 {
 
-Fuzz::FedSocket* current = nullptr; // what amqp_socket_open connects to
+Fuzz::FedSocket* current = nullptr; // the socket to which amqp_socket_open connects
 
 } // namespace
 
@@ -69,7 +69,7 @@ int FedSocket::TakeClient()
 
 } // namespace Fuzz
 
-// The program's own definition comes before the one in rabbitmq-c's shared library.
+// The linker prefers this definition to the one in rabbitmq-c's shared library.
 int amqp_socket_open(amqp_socket_t* self, const char* /*host*/, int /*port*/)
 {
     const int client = current != nullptr ? current->TakeClient() : -1;

@@ -1,6 +1,6 @@
-// A broker that has said everything before the client asks: its octets wait in a pair of connected sockets, and then
-// comes their end, or what is added. In place of the client's TCP connection (FedSocket.cpp defines rabbitmq-c's
-// amqp_socket_open), so that one thread runs it all, the same way each time, and nothing can wait for ever.
+// A broker whose bytes wait in a pair of connected sockets before the client reads. The stream then ends, or the target
+// adds bytes. FedSocket.cpp defines rabbitmq-c's amqp_socket_open, so the client uses this pair instead of TCP. One
+// thread runs everything, in the same way each time, and no wait is endless. Owns both ends, until TakeClient.
 #pragma once
 
 #include <string_view>
@@ -17,20 +17,20 @@ public:
         GoesOn
     };
 
-    // From now on the one that the next connection gets.
+    // Makes a pair of sockets, which the next connection uses.
     explicit FedSocket(std::string_view octets, Then then = Then::Ends);
     ~FedSocket();
     FedSocket(const FedSocket&) = delete;
     FedSocket& operator=(const FedSocket&) = delete;
 
-    // More octets: gives how many of them there is room for.
+    // Adds as many bytes as there is room for. Returns their number.
     std::size_t Add(std::string_view octets) const;
     void End() const;
 
-    // Throws away what the client has sent, since nobody reads it and the room for it is bounded.
+    // Discards what the client has sent, because the socket has only limited room for it.
     void Drain() const;
 
-    // The client's end, whose owner is the caller; -1 when it was taken before.
+    // Returns the client's end, which then belongs to the caller, or -1 if the end was taken before.
     int TakeClient();
 
 private:

@@ -1,6 +1,6 @@
-// Mutations that know frames. Octets changed at random are hardly ever a frame any more, so that most inputs would end
-// at their first one. Half of the time this one changes a payload, or repeats, drops, swaps or readdresses frames, and
-// writes the lengths anew; otherwise libFuzzer's own mutations break whatever they like.
+// Mutates an input frame by frame. Bytes that change at random are seldom a frame afterwards, so most inputs would end
+// at their first frame. Half of the time this mutator changes a payload, or repeats, drops, swaps or readdresses
+// frames, and corrects the lengths. Otherwise libFuzzer's own mutations change any bytes. One thread.
 #include "Frames.hpp"
 #include "Fuzz.hpp"
 

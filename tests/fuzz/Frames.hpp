@@ -1,4 +1,4 @@
-// Octets as frames. Plain functions, no threads.
+// Splits bytes into frames. Plain functions without state.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +14,7 @@ namespace Fuzz
 
 using Frames = std::vector<Wire::Frame>;
 
-// Calls `visit` with each whole frame at the beginning, and the place where it begins; what follows them is dropped.
+// Calls `visit` with each frame and the place where the frame begins. Stops at the first frame that is not complete.
 template <typename Visit>
 void EachFrame(std::string_view octets, Visit visit)
 {

@@ -1,4 +1,5 @@
-// The properties of a recorded message: all of them, and a header of nearly every kind. No threads.
+// The properties of a recorded message: all properties, and a header of nearly every kind. A plain function without
+// state.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +10,7 @@
 namespace Fuzz
 {
 
-// A broker takes the name of its user only.
+// `user` has to be the logged-in user: the broker refuses a message with any other user id.
 inline Amqp::MetaData FullProperties(const std::string& user)
 {
     Amqp::Table inner;

@@ -1,4 +1,5 @@
-// Any text at all: it is refused with the documented error, or it is an identifier and comes through both forms.
+// Any string: FromString either throws the documented error, or returns an identifier. ToString then returns the same
+// digits, and FromString reads them as the same identifier. One thread.
 #include "Fuzz.hpp"
 
 #include <algorithm>
@@ -11,7 +12,7 @@
 namespace
 {
 
-// The digits alone, as ToString writes them.
+// Returns the digits alone, in lower case as ToString writes them.
 std::string Digits(std::string_view text)
 {
     std::string digits;
@@ -29,7 +30,7 @@ std::string Digits(std::string_view text)
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* octets, std::size_t size)
 {
-    // A copy of just that size, so that reading past its end is found.
+    // Copy the input to memory of exactly its size, so that the sanitizer finds a read past the end.
     const std::string text(reinterpret_cast<const char*>(octets), size);
     try
     {

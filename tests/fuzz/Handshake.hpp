@@ -1,4 +1,5 @@
-// What a broker says until a client is logged in, and the replies to what it asks for then. Plain octets, no threads.
+// The frames that a broker sends until a client is logged in, and its replies to the client's first calls. Plain
+// functions without state.
 #pragma once
 
 #include <cstdint>
@@ -23,14 +24,14 @@ inline std::string LoginReplies()
            Reply(0, Wire::ConnectionOpenOk{});
 }
 
-// To what the constructor of Listening does.
+// Returns the replies to the calls that the constructor of Listening makes.
 inline std::string ListeningReplies()
 {
     return Reply(1, Wire::ChannelOpenOk{}) + Reply(2, Wire::ChannelOpenOk{}) +
            Reply(1, Wire::BasicConsumeOk{.consumerTag = "1/1"}) + Reply(2, Wire::BasicConsumeOk{.consumerTag = "2/1"});
 }
 
-// More would not fit a socket at once; nor does more of it find more.
+// A longer input would not fit the socket at once, and would not find more.
 constexpr std::size_t longestInput = 32768;
 
 } // namespace Fuzz

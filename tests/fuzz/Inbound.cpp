@@ -1,6 +1,6 @@
-// Any frames on any channels into the receive step: the events have to be those of a simple model, and show the same
-// whenever they are looked at. When to look, and what becomes of an event meanwhile, are octets of the input, too: a
-// frame of a type of its own is not sent, but says what is done with what came before it.
+// Any frames on any channels for Amqp::Inbound. The events have to be those of a simple model, and have to show the
+// same whenever the target reads them. The input also says when the target reads, and what it does with events: frames
+// of a type of their own hold commands, and are not sent. One thread.
 #include "Frames.hpp"
 #include "Fuzz.hpp"
 #include "Handshake.hpp"

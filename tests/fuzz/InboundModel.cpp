@@ -39,7 +39,7 @@ amqp_bytes_t Rest(Wire::Reader& reader, std::string& octets)
     return {octets.size(), octets.data()};
 }
 
-// rabbitmq-c writes into room that is large enough for whatever it has read out of a frame.
+// Returns what rabbitmq-c writes. The room is large enough for everything that rabbitmq-c can read from one frame.
 template <typename Write>
 std::string Encoded(Write write)
 {
@@ -256,7 +256,7 @@ void InboundModel::CompleteWhenWhole(Channel& channel)
     }
 }
 
-// The messages that nothing more comes of: the one with the lowest channel.
+// Gives up the unfinished message with the lowest channel number. Returns false if no message is unfinished.
 bool InboundModel::GiveUp(Expected& event)
 {
     for (auto& [number, channel] : channels)

@@ -1,6 +1,6 @@
-// What Amqp::Inbound has to give for octets: its rules once more, in the simplest way. Every frame is taken whole,
-// every event is a copy, and the channels are a map. What a method or a header says is what rabbitmq-c decodes from its
-// payload alone. No sockets, one thread.
+// Computes the events that Amqp::Inbound has to return for given bytes: the same rules in the simplest way. The model
+// takes whole frames only, copies every event, and keeps the channels in a map. rabbitmq-c decodes each payload by
+// itself. Owns all its memory, and uses no socket. One thread.
 #pragma once
 
 #include "support/Pool.hpp"
@@ -18,7 +18,7 @@
 namespace Fuzz
 {
 
-// As octets, so that whoever compares them reads all that an event shows.
+// Return bytes, so that a comparison reads everything that an event shows.
 std::string EncodedMethod(const amqp_method_t& method);
 std::string EncodedProperties(const amqp_basic_properties_t& properties);
 
@@ -29,7 +29,7 @@ struct Expected
     amqp_method_number_t id = 0;
     std::string method{};
     std::optional<std::string> properties{};
-    std::optional<std::string> body = std::string(); // none: somebody took it
+    std::optional<std::string> body = std::string(); // empty optional: the target has taken the body
 };
 
 class InboundModel
@@ -40,20 +40,20 @@ public:
     void Receive(std::string_view octets) { received.append(octets); }
     void EndStream() { ended = true; }
 
-    // As those of Inbound and Session.
+    // These functions return what those of Inbound and Session have to return.
     int NextUnparked(Expected& event);
     int Fail(int status);
     int Failure() const { return failure; }
 
-    // The event that is there without another frame, if there is one.
+    // Returns the event that needs no other frame, or null if there is none.
     const Expected* Ready() const { return ready.empty() ? nullptr : &ready.front(); }
 
 private:
-    // A message that has begun.
+    // An unfinished message.
     struct Open
     {
         Expected message{};
-        std::uint64_t missing = 0; // octets of its body
+        std::uint64_t missing = 0; // bytes of the message's body that have not arrived yet
         bool hasHeader = false;
         bool unwanted = false;
     };
@@ -76,7 +76,7 @@ private:
     std::size_t frameMax;
     Wire::Pool pool;
     std::string received;
-    std::size_t done = 0; // octets of it
+    std::size_t done = 0; // how many of the received bytes were used
     bool ended = false;
     int failure = AMQP_STATUS_OK;
     std::map<std::uint16_t, Channel> channels;

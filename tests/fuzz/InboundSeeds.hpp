@@ -1,5 +1,5 @@
-// Seeds of the receive step, which no broker says: messages of many channels in between each other, cut, broken and
-// lost, and the commands in between. Plain octets, no threads.
+// The seeds of the target Inbound. No broker sends them: messages of several channels are interleaved, cut off, broken
+// or lost, with commands between the frames. A plain function without state.
 #pragma once
 
 #include <map>
@@ -8,6 +8,6 @@
 namespace Fuzz
 {
 
-std::map<std::string, std::string> InboundSeeds(); // by name
+std::map<std::string, std::string> InboundSeeds(); // the keys are names
 
 } // namespace Fuzz

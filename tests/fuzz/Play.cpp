@@ -90,7 +90,7 @@ bool Play::Hold(Held&& taken, int status, int expectedStatus)
     return true;
 }
 
-// Now and then the receive step gives way to others, in the middle of what comes.
+// Calls `take` again while Inbound is busy: Inbound has then returned before it has read everything.
 template <typename Take>
 int Play::Persist(Take take) const
 {
@@ -126,7 +126,7 @@ bool Play::NextUnparked()
     return Hold(std::move(next), status, expected);
 }
 
-// How much is parked at once is up to the receive step, but not nothing. All of it is looked at and parked again.
+// Inbound decides how many events one TakeIn parks, but must park some. Checks all parked events and parks them again.
 void Play::TakeIn()
 {
     bool more = true;

@@ -1,5 +1,6 @@
-// The receive step beside its model: both are given the same octets and commands, and have to agree all the time.
-// Events are held as the commands want it, and looked at when they are let go. One thread.
+// Runs Amqp::Inbound beside its model. Both get the same bytes and commands, and have to agree all the time. Holds
+// events as long as the commands want, and checks them again before they are destroyed. Owns the session, the model and
+// the events. One thread.
 #pragma once
 
 #include "Commands.hpp"
@@ -22,15 +23,15 @@ namespace Fuzz
 class Play
 {
 public:
-    // The octets come with the last ones of the login.
+    // Logs in. The bytes arrive together with the last frame of the login.
     explicit Play(std::string_view early);
 
-    // The octets come to the peer's socket, but for those that were asked to be late.
+    // Sends the bytes to the library, except the last ones if Command::SendLate has kept them back.
     void Send(std::string_view octets);
     void Do(Command command, std::size_t argument);
     bool HasLeft() const { return left; }
 
-    // The rest, with a few events held all the time, and then all of them looked at once more.
+    // Sends the remaining bytes and ends the stream. Holds a few events until then, and checks them once more.
     void End();
 
 private:

@@ -1,10 +1,10 @@
-// Writes the seeds of the targets anew, out of what a real RabbitMQ says:
+// Writes the seeds of the targets anew, from the frames that a real RabbitMQ sends:
 //
 //   cmake --build --preset dev --target record-fuzz-seeds
 //   scripts/broker run -- build/dev/tests/fuzz/record-fuzz-seeds tests/fuzz/seeds
 //
-// The login is left out of them, for it names the broker's machine. Those of the receive step are made, since no broker
-// says them. One thread beside those of the proxies.
+// The seeds do not contain the login, because it names the broker's machine. The seeds of the target Inbound are
+// constructed, because no broker sends them. One thread, beside the threads of the proxies.
 #include "Frames.hpp"
 #include "FullProperties.hpp"
 #include "InboundSeeds.hpp"
@@ -32,7 +32,7 @@ std::shared_ptr<Amqp::Connection> ConnectBy(std::uint16_t port)
     return Fuzz::Connect(port, broker.user, broker.password);
 }
 
-// The files of one target; the same octets are written once.
+// Writes the files of one target. Equal seeds are written once.
 class Seeds
 {
 public:
@@ -71,7 +71,7 @@ bool IsMethod(const Wire::Frame& frame, Wire::MethodId id)
     return frame.type == Wire::methodFrame && reader.Short() == id.classId && reader.Short() == id.methodId;
 }
 
-// What stands behind the frame that is so many of its kind.
+// Returns the frames behind the frame that is number `count` of those with this method.
 Fuzz::Frames Behind(const Fuzz::Frames& frames, Wire::MethodId id, int count)
 {
     for (auto frame = frames.begin(); frame != frames.end(); ++frame)
@@ -91,10 +91,10 @@ std::string TableOctets(const Wire::Fields& fields)
     return writer.Bytes();
 }
 
-// The properties and headers of the messages among the frames.
+// Adds the properties and headers of all messages among the frames.
 void AddContent(Output& output, const std::string& name, const Fuzz::Frames& frames)
 {
-    constexpr std::size_t fixedPart = 12; // of a content header, before its properties
+    constexpr std::size_t fixedPart = 12; // the bytes of a content header before the properties
     int number = 0;
     for (const Wire::Frame& frame : frames)
     {
@@ -147,10 +147,10 @@ void RecordLoop(Output& output, const std::string& name, const std::vector<Messa
         {
             Publish(helper, message);
         }
-        constexpr std::size_t enough = 12; // what is requeued comes again and again
+        constexpr std::size_t enough = 12; // the broker redelivers requeued messages again and again
         for (int ends = 0; ends < 2 && listening.Delivered() < enough;)
         {
-            ends += listening.Step() ? 0 : 1; // stopped, or nothing came any more
+            ends += listening.Step() ? 0 : 1; // the handler stopped the loop, or nothing arrived any more
         }
         if (name == "cancelled")
         {

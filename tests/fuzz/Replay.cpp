@@ -1,5 +1,5 @@
-// Runs a target once for each file, without libFuzzer. Given a folder, every file in it; one that is not there or holds
-// nothing is an error, so that no input is passed over in silence.
+// Runs a target once for each file, and for each file in a folder, without libFuzzer. A file or folder that does not
+// exist is an error, and so is an empty folder, so that no input is skipped unnoticed. One thread.
 //
 //   replay-TARGET FILE|FOLDER...
 #include "Fuzz.hpp"
@@ -42,7 +42,8 @@ bool Replay(const std::filesystem::path& path)
         return false;
     }
     const std::string octets((std::istreambuf_iterator<char>(stream)), {});
-    std::cout << path.filename().string() << ", " << octets.size() << " octets" << std::endl; // before it may crash
+    std::cout << path.filename().string() << ", " << octets.size() << " octets"
+              << std::endl; // before the target may crash
     LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(octets.data()), octets.size());
     return true;
 }

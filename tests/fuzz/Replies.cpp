@@ -1,4 +1,5 @@
-// Any octets in reply to calls: each call ends, with a result, a word to the channel's notifier or an ErrorCode.
+// Any bytes in reply to calls: each call returns, reports an error to the channel's notifier, or throws an ErrorCode.
+// One thread.
 #include "FedSocket.hpp"
 #include "Fuzz.hpp"
 #include "Handshake.hpp"

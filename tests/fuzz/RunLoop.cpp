@@ -1,4 +1,5 @@
-// Any octets after an orderly start: the run loop handles what is a frame, and ends with the stream at the latest.
+// Any bytes after a login and two subscriptions: the loop handles the frames, and ends no later than the stream. One
+// thread.
 #include "FedSocket.hpp"
 #include "Fuzz.hpp"
 #include "Handshake.hpp"
@@ -17,7 +18,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* octets, std::size_t size)
     const Fuzz::FedSocket broker(start + input);
 
     Fuzz::Listening listening(Fuzz::Connect(1, "guest", "guest"), "first", "second");
-    // Each step takes a frame at least, but for the one that a handler stopped; a frame has eight octets at least.
+    // Each step takes at least one frame, except a step after Stop. A frame has at least eight bytes.
     listening.Run(size / Wire::frameOverhead * 2 + 8, [&broker] { broker.Drain(); });
     return 0;
 }

@@ -16,7 +16,7 @@ namespace
 
 using namespace std::chrono_literals;
 
-// Reads every octet, so that a view of memory that is gone is found.
+// Reads every byte, so that the sanitizer finds a view of freed memory.
 void Look(const Amqp::Envelope& envelope)
 {
     unsigned sum = 0;
@@ -70,7 +70,7 @@ void Listening::PublishUnroutable()
                         });
 }
 
-// The verdict by the body's first letter, and what a handler may do beside it.
+// The first letter of the body selects the verdict, or what the handler does before it acknowledges.
 Amqp::Acknowledge Listening::Handle(const Amqp::Envelope& envelope)
 {
     ++delivered;
@@ -104,7 +104,7 @@ Amqp::Acknowledge Listening::Handle(const Amqp::Envelope& envelope)
     default:
         break;
     }
-    Look(envelope); // whatever it did
+    Look(envelope); // whatever the handler did, the envelope must still be valid
     return Amqp::Ack;
 }
 
@@ -116,11 +116,11 @@ bool Listening::Step()
     }
     catch (const Amqp::ErrorCode& error)
     {
-        return error.category == Amqp::ErrorCode::Server; // a method that does not belong here: only its channel goes
+        return error.category == Amqp::ErrorCode::Server; // an unexpected method, which drops only its channel
     }
     catch (const std::logic_error&)
     {
-        return true; // a return with a bad number, or the handler's own
+        return true; // a returned message with a bad number, or the handler's own exception
     }
     catch (const std::bad_variant_access&)
     {
@@ -135,7 +135,7 @@ void Listening::Run(std::size_t steps, const std::function<void()>& eachStep)
         eachStep();
         Require(i < steps, "the run loop comes to an end when the stream does");
     }
-    // Whatever ended it, the connection can still be used wrongly, and destroyed.
+    // Whatever ended the loop, the application may still use the connection wrongly, and destroy it.
     Step();
     eachStep();
     const std::vector<std::function<void()>> uses = {
@@ -195,7 +195,7 @@ void CallAll(const std::shared_ptr<Amqp::Connection>& connection, const Names& n
         }
         catch (const Amqp::ErrorCode&)
         {
-            closed = true; // and the calls that follow are made all the same, as a stubborn application would
+            closed = true; // make the remaining calls anyway, as a careless application would
         }
         eachCall();
     }

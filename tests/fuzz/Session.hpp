@@ -1,5 +1,5 @@
-// What the client does, in the targets as in the recording of their seeds: the same calls in the same order, so that
-// the replies of a real broker fit. Each function runs on the thread that calls it.
+// The client of the targets, and of the program that records their seeds. Both make the same calls in the same order,
+// so that the recorded replies of a real broker fit. Each object belongs to the thread that made it.
 #pragma once
 
 #include <cstdint>
@@ -12,25 +12,25 @@
 namespace Fuzz
 {
 
-constexpr int frameMax = 4096; // the smallest, which makes for small buffers and many frames
+constexpr int frameMax = 4096; // the smallest that AMQP allows, for small buffers and many frames
 
 std::shared_ptr<Amqp::Connection> Connect(std::uint16_t port, const std::string& user, const std::string& password);
 
-// Two consumers, "1/1" acknowledged by the library and "2/1" by the broker, and publishes that wait to be returned.
+// Two consumers, and messages that the broker will return. The consumer "1/1" is Amqp::Explicit, and "2/1" Amqp::Auto.
 class Listening
 {
 public:
     Listening(std::shared_ptr<Amqp::Connection> connection, const std::string& first, const std::string& second);
 
-    // Runs the loop until it ends, then uses what is left. No more than so many steps are to be needed; after each of
-    // them `eachStep` is called.
+    // Runs the loop until it ends, then uses the connection further. Fails if the loop needs more than `steps` steps.
+    // Calls `eachStep` after each step.
     void Run(std::size_t steps, const std::function<void()>& eachStep);
 
     std::size_t Delivered() const { return delivered; }
     std::size_t Returned() const { return returned; }
 
-    // One step, as an application makes it that lives with what the library documents to be survivable; whether
-    // there is a next one.
+    // Makes one step, and survives the exceptions after which the connection stays usable. Returns whether to make
+    // another step.
     bool Step();
 
 private:
@@ -45,7 +45,7 @@ private:
     std::size_t returned = 0;
 };
 
-// The names that a series of calls is made with; other ones are refused by a broker.
+// The names that CallAll uses. A broker accepts these, and refuses some calls with other names.
 struct Names
 {
     std::string queue{};
@@ -53,8 +53,8 @@ struct Names
     std::string source = "amq.topic";
 };
 
-// One call of each kind, on a new channel whenever the last one was closed. What the library throws is swallowed, but
-// for the wrong kind of exception. After each call `eachCall` is called.
+// Makes one call of each kind, on a new channel if an error has closed the last one. Catches Amqp::ErrorCode only; any
+// other exception ends the target. Calls `eachCall` after each call.
 void CallAll(const std::shared_ptr<Amqp::Connection>& connection, const Names& names,
              const std::function<void()>& eachCall);
 
