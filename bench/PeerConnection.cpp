@@ -111,8 +111,8 @@ bool PeerConnection::Exchange()
     return true;
 }
 
-// Lets small messages pile up. If the peer waited for each, the client's system call would have to wake the peer for
-// each, which takes longer than everything else that a client does.
+// Lets small messages pile up. If the peer waited for each, the client's system call would have to wake the peer each
+// time. That would take longer than everything else that a client does.
 void PeerConnection::Nap()
 {
     if (std::exchange(smallBody, false))

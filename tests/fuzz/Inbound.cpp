@@ -1,6 +1,6 @@
 // Any frames on any channels for Amqp::Inbound. The events have to be those of a simple model, and have to show the
-// same whenever the target reads them. The input also says when the target reads, and what it does with events: frames
-// of a type of their own hold commands, and are not sent. One thread.
+// same whenever the target reads them. The input also says when the target reads, and what it does with events. These
+// commands are in frames of a type of their own, which are not sent. One thread.
 #include "Frames.hpp"
 #include "Fuzz.hpp"
 #include "Handshake.hpp"
