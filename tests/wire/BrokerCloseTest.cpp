@@ -239,23 +239,3 @@ TEST(SocketClose, IsThrownAndClearsTheRegistry)
         EXPECT_TRUE(client.noted.errors.empty());
     }
 }
-
-TEST(MalformedFrame, IsThrownAndClearsTheRegistry)
-{
-    ScriptedBroker broker(
-        [](Dialogue& peer)
-        {
-            peer.Login();
-            peer.OpenChannel(1);
-            std::string frame = FrameBytes(Frame{.type = methodFrame, .channel = 1, .payload = Encode(ChannelFlow{})});
-            frame.back() = 'E';
-            peer.SendBytes(frame);
-            peer.Expect(0, ConnectionClose{}); // and no channel.close before it
-            peer.Abandon();
-        });
-    Client client(broker);
-
-    EXPECT_THAT(ErrorOf([&] { client.connection->Run(); }),
-                IsError(Amqp::ErrorCode::Library, 2, amqp_error_string2(AMQP_STATUS_BAD_AMQP_DATA)));
-    EXPECT_TRUE(client.noted.errors.empty());
-}

@@ -216,19 +216,6 @@ TEST(Channel, GeneratesTagsFromItsNumberAndACounter)
     EXPECT_EQ(subscribe(*client.channel), "1/1");
 }
 
-TEST(Channel, DroppedByTheRunLoopIsNotClosedWhenItIsDestroyed)
-{
-    ScriptedBroker broker(OnDroppedChannel(
-        [](Dialogue& peer) { peer.Send(1, ChannelClose{.replyCode = 404, .replyText = "NOT_FOUND"}); }));
-    Client client(broker);
-
-    EXPECT_EQ(client.connection->Run(), true);
-
-    EXPECT_THAT(client.noted.errors,
-                testing::ElementsAre(IsError(ErrorCode::ChannelClosed, 0, "Broker requested channel close")));
-    EXPECT_EQ(client.channel->Token(), 1);
-}
-
 TEST(Channel, GivesAWeakReferenceToItsConnection)
 {
     ScriptedBroker broker(OnChannel([](Dialogue&) {}));

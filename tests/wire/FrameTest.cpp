@@ -205,17 +205,3 @@ TEST(Heartbeat, IsSentWhileRunWaits)
 
     EXPECT_EQ(connection.Run(), true);
 }
-
-TEST(Heartbeat, ThatStaysAwayEndsTheWaitWithoutAnEvent)
-{
-    ScriptedBroker broker(
-        [](Dialogue& peer)
-        {
-            peer.Login({.heartbeat = 1});
-            peer.ExpectHeartbeat();
-        });
-    const Amqp::Connection connection("127.0.0.1", broker.Port(), "guest", "guest", "/", {}, 60s, 1s, 131072);
-
-    EXPECT_EQ(connection.Run(), std::nullopt);
-    ErrorOf([&] { connection.Run(); });
-}

@@ -153,8 +153,8 @@ TEST(MultipartFailure, EndsTheSeriesWhenTheNotifierDestroysAChannelThatIsNotShar
     channel = std::make_unique<Amqp::Channel>(Connect(broker),
                                               [&](Amqp::ErrorCode&&)
                                               {
-                                                  ++told;
                                                   channel.reset();
+                                                  ++told;
                                               });
 
     channel->Publish("x", "k", Unsendable(), 4, {});

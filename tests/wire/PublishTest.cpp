@@ -154,25 +154,6 @@ TEST(Publish, ReplacesEvenAMessageIdThatIsTooLongToSend)
     EXPECT_TRUE(client.noted.errors.empty());
 }
 
-TEST(Publish, SendsOneMessageWithAPartSizeOfZeroEqualToTheBodyOrLarger)
-{
-    const std::string body(300'000, 'b');
-    ScriptedBroker broker(OnChannel(
-        [=](Dialogue& peer)
-        {
-            for (int i = 0; i < 3; ++i)
-            {
-                peer.ExpectPublish(1, {.routingKey = "q"}, PlainProperties(), body);
-            }
-        }));
-    const Client client(broker);
-
-    for (const std::size_t partSize : {std::size_t{0}, body.size(), body.size() + 1})
-    {
-        client.channel->Publish("", "q", body, partSize, {});
-    }
-}
-
 TEST(Publish, SendsAnEmptyBodyWithoutABodyFrame)
 {
     ScriptedBroker broker(OnChannel(

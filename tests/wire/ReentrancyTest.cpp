@@ -163,34 +163,6 @@ TEST(Handler, ThatDropsItsOwnChannelIsNotAnsweredOnTheClosedNumber)
     client.NewChannel();
 }
 
-TEST(Notifier, MayDestroyItsChannelInsideRun)
-{
-    ScriptedBroker broker(
-        [](Dialogue& peer)
-        {
-            peer.Login();
-            peer.OpenChannel(1);
-            peer.Send(1, ChannelClose{.replyCode = 406, .replyText = "PRECONDITION_FAILED"});
-            peer.CloseChannel(1); // still registered while its notifier runs
-            peer.CloseConnection();
-        });
-    const auto connection = Connect(broker);
-    std::shared_ptr<Amqp::Channel> channel;
-    std::string told;
-    channel = std::make_shared<Amqp::Channel>(connection,
-                                              [&, large = std::string(1000, 'c')](Amqp::ErrorCode&& error)
-                                              {
-                                                  channel.reset();
-                                                  told = error.what();
-                                                  EXPECT_EQ(large, std::string(1000, 'c'));
-                                              });
-
-    EXPECT_EQ(connection->Run(), true);
-
-    EXPECT_EQ(told, "Broker requested channel close");
-    EXPECT_EQ(channel, nullptr);
-}
-
 TEST(QueuedDelivery, IsNotAnsweredOnAChannelThatTheBrokerClosedDuringACall)
 {
     ScriptedBroker broker(OnDroppedChannel(

@@ -114,24 +114,6 @@ TEST(Refusal, OfAnUnnamedDeclareQueueGivesNoName)
     EXPECT_EQ(client.noted.errors.size(), 1U);
 }
 
-TEST(Refusal, OfACancelReachesTheNotifier)
-{
-    ScriptedBroker broker(OnDroppedChannel(
-        [](Dialogue& peer)
-        {
-            AcceptConsumer(peer);
-            peer.Expect(1, BasicCancel{.consumerTag = "1/1"});
-            Refuse(peer, 406);
-        }));
-    Client client(broker);
-    const std::string tag = client.channel->Subscribe("q", Inbox().Handler(), Amqp::Explicit, false, false);
-
-    EXPECT_NO_THROW(client.channel->Unsubscribe(tag));
-
-    ASSERT_EQ(client.noted.errors.size(), 1U);
-    EXPECT_EQ(client.noted.errors[0].code, 406);
-}
-
 TEST(Refusal, IsThrownByANotifierThatThrows)
 {
     ScriptedBroker broker(OnDroppedChannel(

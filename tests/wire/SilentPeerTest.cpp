@@ -101,7 +101,7 @@ TEST_P(SilentPeer, EndsAWaitWithNothingAndThenEveryUse)
     ScriptedBroker broker(WithHeartbeats(GetParam(), [](Dialogue& peer) { peer.ExpectEnd(); }));
     const HeartbeatClient client(broker, GetParam());
 
-    EXPECT_EQ(client.connection->Run(), std::nullopt);
+    EXPECT_EQ(client.connection->Run(60s), std::nullopt);
 
     EXPECT_THAT(ErrorOf([&] { client.connection->Run(); }), IsSilence());
     EXPECT_THAT(ErrorOf([&] { client.channel->PurgeQueue("q"); }), IsSilenceInACall());

@@ -200,21 +200,6 @@ TEST(Unsubscribe, DropsDeliveriesOnTheirWayWithoutAnswer)
     EXPECT_TRUE(inbox.bodies.empty());
 }
 
-TEST(Unsubscribe, ReleasesTheHandler)
-{
-    ScriptedBroker broker(OnConsumer([](Dialogue& peer) { ExpectCancel(peer, "1/1"); }));
-    const Client client(broker);
-    auto held = std::make_shared<int>(0);
-    const std::weak_ptr<int> seen = held;
-
-    const std::string tag = client.channel->Subscribe(
-        "q", [held = std::move(held)](const Amqp::Envelope&) { return Amqp::Ack; }, Amqp::Explicit, false, false);
-    EXPECT_FALSE(seen.expired());
-    client.channel->Unsubscribe(tag);
-
-    EXPECT_TRUE(seen.expired());
-}
-
 TEST(Unsubscribe, ForgetsTheHandlerEvenWhenTheBrokerRefuses)
 {
     ScriptedBroker broker(OnDroppedChannel(
