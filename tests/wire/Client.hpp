@@ -53,6 +53,18 @@ MATCHER_P3(IsError, category, code, text, "")
     return arg.category == category && arg.code == code && std::string(arg.what()) == text;
 }
 
+// What the notifier of a channel is told when the run loop finds that the broker has closed the channel.
+inline auto IsCloseRequest()
+{
+    return IsError(Amqp::ErrorCode::ChannelClosed, 0, "Broker requested channel close");
+}
+
+// What the use of a channel throws after that.
+inline auto IsUseOfAClosedChannel()
+{
+    return IsError(Amqp::ErrorCode::ChannelClosed, 504, "Channel is closed");
+}
+
 // Runs `action` and gives the ErrorCode that it throws; fails the test and gives no error when it throws none.
 template <typename Action>
 Amqp::ErrorCode ErrorOf(Action&& action)

@@ -2,16 +2,6 @@
 // broker is not used again.
 #include "Messaging.hpp"
 
-namespace
-{
-
-auto IsClosed()
-{
-    return IsError(Amqp::ErrorCode::ChannelClosed, 504, "Channel is closed");
-}
-
-} // namespace
-
 TEST(DroppedChannel, IsClosedWhenTheBrokerSaysSo)
 {
     ScriptedBroker broker(OnDroppedChannel(
@@ -22,7 +12,7 @@ TEST(DroppedChannel, IsClosedWhenTheBrokerSaysSo)
 
     EXPECT_EQ(client.connection->Run(), true);
 
-    EXPECT_THAT(ErrorOf([&] { client.channel->PurgeQueue("q"); }), IsClosed());
+    EXPECT_THAT(ErrorOf([&] { client.channel->PurgeQueue("q"); }), IsUseOfAClosedChannel());
     EXPECT_EQ(client.noted.errors.size(), 1U);
 }
 
@@ -55,7 +45,7 @@ TEST(DroppedChannel, IsOneThatIsClosedInTheMiddleOfADelivery)
 
     EXPECT_EQ(client.connection->Run(), false);
 
-    EXPECT_THAT(ErrorOf([&] { client.channel->PurgeQueue("q"); }), IsClosed());
+    EXPECT_THAT(ErrorOf([&] { client.channel->PurgeQueue("q"); }), IsUseOfAClosedChannel());
     client.channel->Unsubscribe("1/1");
     EXPECT_EQ(client.connection->Run(200ms), std::nullopt);
 }
@@ -73,5 +63,5 @@ TEST(DroppedChannel, IsClosedBySayingSoInPlaceOfContent)
 
     EXPECT_EQ(client.connection->Run(), true);
 
-    EXPECT_THAT(ErrorOf([&] { client.channel->PurgeQueue("q"); }), IsClosed());
+    EXPECT_THAT(ErrorOf([&] { client.channel->PurgeQueue("q"); }), IsUseOfAClosedChannel());
 }

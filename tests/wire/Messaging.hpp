@@ -84,6 +84,13 @@ inline void AcceptConsumer(Dialogue& peer, std::uint16_t channel = 1, bool noAck
     peer.Send(channel, BasicConsumeOk{.consumerTag = tag});
 }
 
+// Of the consumer "1/1".
+inline void AcceptCancel(Dialogue& peer)
+{
+    peer.Expect(1, BasicCancel{.consumerTag = "1/1"});
+    peer.Send(1, BasicCancelOk{.consumerTag = "1/1"});
+}
+
 // Between accepting the consumer "1/1" on channel 1, in a mode that acknowledges, and closing the channel.
 inline ScriptedBroker::Script OnConsumer(ScriptedBroker::Script middle)
 {

@@ -165,8 +165,7 @@ TEST(MultipartAnswer, IsThatOfANewSeriesAfterSubscribingAnew)
         {
             Sender sender(peer);
             sender.DeliverAcked(Half(0));
-            peer.Expect(1, BasicCancel{.consumerTag = "1/1"});
-            peer.Send(1, BasicCancelOk{.consumerTag = "1/1"});
+            AcceptCancel(peer);
             peer.Expect(1, BasicConsume{.queue = "q", .consumerTag = "1/1"});
             peer.Send(1, BasicConsumeOk{.consumerTag = "1/1"});
             sender.DeliverAcked(Half(1)); // its sibling is forgotten
@@ -193,8 +192,7 @@ TEST(MultipartAnswer, IsStillTheVerdictOfAHandlerThatUnsubscribesItselfWhileAnot
             sender.DeliverAcked(Half(0, "half-way"));
             sender.DeliverAcked(Half(0));
             sender.Deliver(Half(1));
-            peer.Expect(1, BasicCancel{.consumerTag = "1/1"});
-            peer.Send(1, BasicCancelOk{.consumerTag = "1/1"});
+            AcceptCancel(peer);
             peer.Expect(1, BasicNack{.deliveryTag = 3});
         }));
     Client client(broker);

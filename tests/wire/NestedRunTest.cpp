@@ -30,12 +30,6 @@ void AcceptSecondConsumer(Dialogue& peer)
     peer.Send(1, BasicConsumeOk{.consumerTag = "1/2"});
 }
 
-void AcceptCancel(Dialogue& peer)
-{
-    peer.Expect(1, BasicCancel{.consumerTag = "1/1"});
-    peer.Send(1, BasicCancelOk{.consumerTag = "1/1"});
-}
-
 } // namespace
 
 TEST(NestedRun, TwoDeepLeavesEachDeliveryWhole)

@@ -6,16 +6,6 @@
 namespace
 {
 
-auto IsParkedClose()
-{
-    return IsError(Amqp::ErrorCode::ChannelClosed, 0, "Broker requested channel close");
-}
-
-auto IsRefusal()
-{
-    return IsError(Amqp::ErrorCode::ChannelClosed, 504, "Channel is closed");
-}
-
 // Closes channel 1 while a call on channel 2 awaits its reply.
 void CloseDuringACall(Dialogue& peer)
 {
@@ -78,10 +68,10 @@ TEST(ParkedClose, IsFoundByEveryCallWhichFailsWithNothingSent)
         const auto other = OpenChannel(client.connection);
         other->PurgeQueue("other");
 
-        EXPECT_THAT(ErrorOf([&] { operation.call(*client.channel); }), IsRefusal());
-        EXPECT_THAT(ErrorOf([&] { operation.call(*client.channel); }), IsRefusal());
+        EXPECT_THAT(ErrorOf([&] { operation.call(*client.channel); }), IsUseOfAClosedChannel());
+        EXPECT_THAT(ErrorOf([&] { operation.call(*client.channel); }), IsUseOfAClosedChannel());
 
-        EXPECT_THAT(client.noted.errors, testing::ElementsAre(IsParkedClose()));
+        EXPECT_THAT(client.noted.errors, testing::ElementsAre(IsCloseRequest()));
     }
 }
 
@@ -93,8 +83,8 @@ TEST(ParkedClose, IsThrownByTheCallThatFindsItWithOnErrorThrow)
     const auto other = OpenChannel(connection);
     other->PurgeQueue("other");
 
-    EXPECT_THAT(ErrorOf([&] { channel->DeclareQueue("q"); }), IsParkedClose());
-    EXPECT_THAT(ErrorOf([&] { channel->DeclareQueue("q"); }), IsRefusal());
+    EXPECT_THAT(ErrorOf([&] { channel->DeclareQueue("q"); }), IsCloseRequest());
+    EXPECT_THAT(ErrorOf([&] { channel->DeclareQueue("q"); }), IsUseOfAClosedChannel());
 }
 
 TEST(ParkedClose, LetsItsNotifierDestroyTheSharedChannelThatCalls)
@@ -106,7 +96,7 @@ TEST(ParkedClose, LetsItsNotifierDestroyTheSharedChannelThatCalls)
     const auto other = OpenChannel(connection);
     other->PurgeQueue("other");
 
-    EXPECT_THAT(ErrorOf([&] { channel->DeclareQueue("q"); }), IsRefusal());
+    EXPECT_THAT(ErrorOf([&] { channel->DeclareQueue("q"); }), IsUseOfAClosedChannel());
 
     EXPECT_EQ(channel, nullptr);
 }
@@ -120,7 +110,7 @@ TEST(ParkedClose, LetsItsNotifierDestroyTheUnsharedChannelThatCalls)
     const auto other = OpenChannel(connection);
     other->PurgeQueue("other");
 
-    EXPECT_THAT(ErrorOf([&] { channel->DeclareQueue("q"); }), IsRefusal());
+    EXPECT_THAT(ErrorOf([&] { channel->DeclareQueue("q"); }), IsUseOfAClosedChannel());
 
     EXPECT_EQ(channel, nullptr);
 }
@@ -142,14 +132,14 @@ TEST(ParkedClose, LeavesWhatCameBeforeItToTheRunLoopWithoutAnAnswer)
     client.channel->Subscribe("q", inbox.Handler(), Amqp::Explicit, false, false);
     other->PurgeQueue("other");
 
-    EXPECT_THAT(ErrorOf([&] { client.channel->DeclareQueue("q"); }), IsRefusal());
+    EXPECT_THAT(ErrorOf([&] { client.channel->DeclareQueue("q"); }), IsUseOfAClosedChannel());
     EXPECT_EQ(client.connection->Run(), true);
     while (client.connection->Run(50ms) == true) // the close itself may be one more event
     {
     }
 
     EXPECT_THAT(inbox.bodies, testing::ElementsAre("before the close"));
-    EXPECT_THAT(client.noted.errors, testing::ElementsAre(IsParkedClose()));
+    EXPECT_THAT(client.noted.errors, testing::ElementsAre(IsCloseRequest()));
 }
 
 TEST(ParkedClose, IsFoundByAPublishWhichFailsWithNothingSent)
@@ -159,9 +149,9 @@ TEST(ParkedClose, IsFoundByAPublishWhichFailsWithNothingSent)
     const auto other = OpenChannel(client.connection);
     other->PurgeQueue("other");
 
-    EXPECT_THAT(ErrorOf([&] { client.channel->Publish("", "q", "late", 0, {}); }), IsRefusal());
+    EXPECT_THAT(ErrorOf([&] { client.channel->Publish("", "q", "late", 0, {}); }), IsUseOfAClosedChannel());
 
-    EXPECT_THAT(client.noted.errors, testing::ElementsAre(IsParkedClose()));
+    EXPECT_THAT(client.noted.errors, testing::ElementsAre(IsCloseRequest()));
 }
 
 TEST(ParkedClose, LetsItsNotifierDropTheLastChannelAndWithItTheConnectionDuringAPublish)
@@ -190,7 +180,7 @@ TEST(ParkedClose, LetsItsNotifierDropTheLastChannelAndWithItTheConnectionDuringA
     connection.reset();
     other->PurgeQueue("other");
 
-    EXPECT_THAT(ErrorOf([&] { channel->Publish("", "q", "late", 0, {}); }), IsRefusal());
+    EXPECT_THAT(ErrorOf([&] { channel->Publish("", "q", "late", 0, {}); }), IsUseOfAClosedChannel());
 
     EXPECT_EQ(channel, nullptr);
 }

@@ -193,8 +193,7 @@ TEST(Handler, ThatHoldsTheLastReferenceToItsChannelMayBeForgotten)
             peer.Login();
             peer.OpenChannel(1);
             AcceptConsumer(peer);
-            peer.Expect(1, BasicCancel{.consumerTag = "1/1"});
-            peer.Send(1, BasicCancelOk{.consumerTag = "1/1"});
+            AcceptCancel(peer);
             peer.CloseChannel(1);
             peer.CloseConnection();
         });

@@ -145,10 +145,10 @@ TEST(Refusal, LeavesAChannelWhoseUseThrowsWithNothingSent)
     Client client(broker);
     client.channel->PurgeQueue("q");
 
-    const auto isClosed = IsError(ErrorCode::ChannelClosed, 504, "Channel is closed");
-    EXPECT_THAT(ErrorOf([&] { client.channel->PurgeQueue("again"); }), isClosed);
-    EXPECT_THAT(ErrorOf([&] { client.channel->Subscribe("q", Ignore, Amqp::Auto, false, false); }), isClosed);
-    EXPECT_THAT(ErrorOf([&] { client.channel->Publish("", "q", "text", 0, {}); }), isClosed);
+    EXPECT_THAT(ErrorOf([&] { client.channel->PurgeQueue("again"); }), IsUseOfAClosedChannel());
+    EXPECT_THAT(ErrorOf([&] { client.channel->Subscribe("q", Ignore, Amqp::Auto, false, false); }),
+                IsUseOfAClosedChannel());
+    EXPECT_THAT(ErrorOf([&] { client.channel->Publish("", "q", "text", 0, {}); }), IsUseOfAClosedChannel());
 
     EXPECT_EQ(client.noted.errors.size(), 1U);
     OpenChannel(client.connection);

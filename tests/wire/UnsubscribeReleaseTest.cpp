@@ -36,12 +36,7 @@ TEST(Unsubscribe, ReleasesTheHandlerBeforeItSendsTheCancel)
 
 TEST(Unsubscribe, CancelsBeforeTheChannelClosesWhenTheHandlerHoldsTheChannel)
 {
-    ScriptedBroker broker(OnConsumer(
-        [](Dialogue& peer)
-        {
-            peer.Expect(1, BasicCancel{.consumerTag = "1/1"});
-            peer.Send(1, BasicCancelOk{.consumerTag = "1/1"});
-        }));
+    ScriptedBroker broker(OnConsumer(&AcceptCancel));
     Client client(broker);
     Amqp::Channel& channel = *client.channel;
     const std::weak_ptr<Amqp::Channel> seen = client.channel;
