@@ -1,5 +1,5 @@
 /// @file
-/// What a publisher learns of a message that the broker could not route.
+/// The broker's reason to return a message, and the callback that receives the message.
 #pragma once
 
 #include <amqp/Envelope.hpp>
@@ -11,20 +11,20 @@
 namespace Amqp
 {
 
-/// Why a message came back: the broker's `basic.return`. The views are valid only during the callback, also while it
-/// calls the broker.
+/// Why the broker returned a message: fields of its `basic.return`. The views are valid only during the callback, also
+/// while the callback calls the broker.
 struct AckStatus
 {
-    std::string_view exchange;   ///< The exchange it was published to.
-    std::string_view routingKey; ///< The routing key it was published with.
-    std::uint16_t replyCode;     ///< The broker's reply code: 312 when no queue was bound for it.
+    std::string_view exchange;   ///< The exchange the message was published to.
+    std::string_view routingKey; ///< The routing key the message was published with.
+    std::uint16_t replyCode;     ///< The broker's reply code: 312 if no queue was bound for the message.
 };
 
-/// Called with a message that the broker sent back as unroutable, on the thread that runs the connection.
+/// Takes a message that the broker returned as unroutable, inside Connection::Run.
 ///
-/// It is not a confirmation: nothing is called for a message that was routed. The envelope carries the number
-/// that the library gave the message as its message id; its body is valid only during the call. The callback
-/// may publish. What it throws leaves Connection::Run.
+/// The callback is not a confirmation: for a routed message, nobody calls it. As its message id, the envelope carries
+/// the number that the library gave the message. Its body is valid only during the call. The callback may publish. An
+/// exception from the callback propagates out of Connection::Run.
 using PublishCallback = std::function<void(const Envelope&, const AckStatus&)>;
 
 } // namespace Amqp

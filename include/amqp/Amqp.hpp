@@ -1,5 +1,5 @@
 /// @file
-/// All of the library.
+/// All headers of the library.
 #pragma once
 
 #include <amqp/AckStatus.hpp>
@@ -20,5 +20,5 @@
 #include <amqp/Table.hpp>
 
 /// @namespace Amqp
-/// All that the library offers: Connection and Channel; what travels (Envelope, MetaData, Table, Array); what goes
-/// wrong (ErrorCode); Batch; and the ready-made roles Consumer and Producer.
+/// All types of the library: Connection and Channel; the messages and their contents (Envelope, MetaData, Table,
+/// Array); errors (ErrorCode); Batch; and the ready-made roles Consumer and Producer.

@@ -1,6 +1,6 @@
 /// @file
-/// A sequence of field values. A plain value: copying copies every nested string, array and table. It may be
-/// read from several threads as long as none changes it.
+/// A sequence of field values. An array is a plain value: a copy has copies of every nested string, array and table.
+/// Several threads may read an array as long as none changes it.
 #pragma once
 
 #include <amqp/Export.hpp>
@@ -14,30 +14,30 @@ namespace Amqp
 
 class FieldDecoder;
 
-/// An AMQP field array: field values in a given order, as they stand in a header or an argument.
+/// An AMQP field array: field values in a given order, for message headers or client properties.
 ///
-/// An array is made whole and then only read. One that was received holds elements of a single alternative:
-/// that of its first element; elements of other alternatives are dropped on receipt.
+/// Elements are set when the array is made, and can then only be read. A received array holds elements of a single
+/// alternative, that of its first element: the library drops elements of other alternatives.
 class AMQP_EXPORT Array
 {
     // What `{}` becomes without a conversion, and nothing else becomes.
     enum class NoElements;
 
 public:
-    /// An empty array.
+    /// Makes an empty array.
     Array();
 
-    /// An empty array, as an empty list of elements makes it: `Array({})`.
+    /// Makes an empty array from an empty list of elements: `Array({})`.
     explicit Array(NoElements /*none*/) : Array() {}
 
-    /// An array of the given elements, in their order: `Array({1, 2, 3})`, or from a vector.
+    /// Makes an array of the given elements, in their order: `Array({1, 2, 3})`, or from a vector.
     ///
-    /// The elements may be of different alternatives; a receiver that uses this library keeps only those that
-    /// share the alternative of the first. A list of one array is that array; nest it with a vector:
+    /// The elements may be of different alternatives. A receiver that uses this library keeps only those that share the
+    /// alternative of the first. A list of one array makes that array itself. To nest an array, use a vector:
     /// `Array(std::vector<FieldValue>{Array({1, 2})})`.
     explicit Array(std::vector<FieldValue> elements);
 
-    /// Takes over the elements; `other` is left empty.
+    /// Takes over the elements, and leaves `other` empty.
     Array(Array&& other) noexcept;
 
     /// Copies every element, nested arrays and tables included.
@@ -46,19 +46,19 @@ public:
     /// Frees every element.
     ~Array();
 
-    /// Takes over the elements; `other` is left valid, with unspecified elements.
+    /// Takes over the elements, and leaves `other` valid, with unspecified elements.
     Array& operator=(Array&& other) noexcept;
 
     /// Copies every element, nested arrays and tables included.
     Array& operator=(const Array& other);
 
-    /// True when there are no elements.
+    /// Returns whether there are no elements.
     [[nodiscard]] bool Empty() const;
 
-    /// The number of elements.
+    /// Returns the number of elements.
     [[nodiscard]] std::uint64_t Size() const;
 
-    /// The elements in their order; valid until the array is assigned to or destroyed.
+    /// Returns the elements in their order. The reference is valid until the array is assigned to or destroyed.
     [[nodiscard]] const std::vector<FieldValue>& Entries() const;
 
 private:
@@ -69,5 +69,5 @@ private:
 
 } // namespace Amqp
 
-// An element may be a table, so whoever can use an array needs that definition too.
+// An element may be a table, so whoever uses an array needs that definition, too.
 #include <amqp/Table.hpp>

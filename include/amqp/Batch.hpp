@@ -1,5 +1,6 @@
 /// @file
-/// A scope in which many messages are published. It holds the channel's connection, and belongs to its thread.
+/// A scope in which an application publishes many messages. A batch holds the channel's connection, and belongs to the
+/// connection's thread.
 #pragma once
 
 #include <amqp/Export.hpp>
@@ -12,8 +13,8 @@ namespace Amqp
 class Channel;
 class Connection;
 
-/// While it lives, the kernel gathers what the connection writes into full segments, instead of sending each message
-/// in one of its own: several times as many small messages a second.
+/// Gathers small messages: while a batch exists, the kernel puts what the connection writes into full segments, instead
+/// of one segment for each message. The connection then sends several times as many small messages a second.
 ///
 /// @code
 /// {
@@ -22,28 +23,28 @@ class Connection;
 ///     {
 ///         channel->Publish("", "lines", line, 0, {});
 ///     }
-/// } // what is left goes out here
+/// } // here the library sends what is left
 /// @endcode
 ///
-/// Order and meaning of every operation stay as they are, and so do its errors. What was gathered goes out
-/// - when the last batch of the connection ends, by an exception, too;
-/// - with the message that makes it 64 KiB, or 256 messages, or that finds the oldest of them waiting for 2 ms;
+/// Order, meaning and errors of every operation stay the same. The library sends what was gathered
+/// - when the last batch of the connection ends, also by an exception;
+/// - with the message that brings it to 64 KiB or to 256 messages, or that follows the oldest gathered message by 2 ms;
 /// - before Connection::Run, or a call that awaits the broker's reply, waits.
 ///
-/// A message that comes more than 1 ms after the one before goes out at once, so that a slow loop delays nothing. An
-/// application that stops using the connection while a batch is open, by mistake say, delays what was gathered since,
-/// by at most the 200 ms that Linux gives it; nothing is lost.
+/// If a message follows the one before by more than 1 ms, the library sends it at once, so a slow loop delays nothing.
+/// If an application stops using the connection while a batch is open, Linux delays the gathered messages by at most
+/// 200 ms. No message is lost.
 ///
-/// It gathers for the whole connection, whatever the channel. Batches may nest; the outermost counts.
+/// A batch gathers for the whole connection, whatever the channel. Batches may nest; the outermost batch counts.
 class AMQP_EXPORT Batch
 {
 public:
-    /// Begins to gather (TCP_CORK) on the channel's connection, which is kept as long as the batch lives.
+    /// Begins to gather (TCP_CORK) on the channel's connection, and keeps the connection as long as the batch exists.
     ///
     /// @throws std::runtime_error  "Unable to use a channel that was moved from".
     explicit Batch(Channel& channel);
 
-    /// What was gathered goes out. Throws nothing: a failure of the connection is found by its next use.
+    /// Sends what was gathered. Throws nothing: if the connection fails, its next use reports the failure.
     ~Batch();
 
     Batch(const Batch&) = delete;
@@ -51,8 +52,8 @@ public:
     Batch& operator=(const Batch&) = delete;
     Batch& operator=(Batch&&) = delete;
 
-    /// Whether anything is gathered at all. On systems other than Linux, over TLS and on a connection that has failed
-    /// a batch does nothing: messages go out one by one, as without it.
+    /// Returns whether the batch gathers at all. On systems other than Linux, over TLS and on a failed connection a
+    /// batch does nothing: messages leave one by one, as without a batch.
     [[nodiscard]] bool Gathers() const;
 
 private:

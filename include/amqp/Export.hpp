@@ -1,5 +1,5 @@
-// What of a class the shared library shows. The library is built with hidden visibility: only what is
-// marked AMQP_EXPORT can be linked against.
+// The symbols that the shared library exports. The library is built with hidden visibility: a program can link only
+// against what is marked AMQP_EXPORT.
 #pragma once
 
 #if defined(__GNUC__) && !defined(_WIN32) // where symbols have no visibility

@@ -1,7 +1,7 @@
 /// @file
-/// The value type of AMQP field tables and arrays. Array and Table are only declared here: Array.hpp and
-/// Table.hpp each define both, and make the type usable. A plain value that owns what it holds; it may be read
-/// from several threads as long as none changes it.
+/// The value type of AMQP field tables and arrays. This header only declares Array and Table: Array.hpp and Table.hpp
+/// each define both, and make the type usable. A field value is a plain value that owns what it holds. Several threads
+/// may read one as long as none changes it.
 #pragma once
 
 #include <cstdint>
@@ -16,9 +16,9 @@ class Table;
 
 /// One value of a Table or an Array.
 ///
-/// The position of an alternative (0 to 13) is part of the interface. On the wire a string always travels as
-/// a byte string (type "x"), never as a long string ("S"); both are received as a string. Kinds that AMQP has
-/// and this type has not (decimal "D", timestamp "T", void "V") are received as the boolean false.
+/// The position of an alternative (0 to 13) is part of the interface. The library always sends a string as a byte
+/// string (type "x"), never as a long string ("S"). It receives both as a string. It receives kinds that AMQP has and
+/// this type has not (decimal "D", timestamp "T", void "V") as the boolean false.
 using FieldValue = std::variant<bool,          // 0
                                 std::int8_t,   // 1
                                 std::int16_t,  // 2

@@ -1,5 +1,5 @@
 /// @file
-/// SHA digests of bytes in memory. No state: may be called from any thread.
+/// SHA digests of bytes in memory. The functions have no state: any thread may call them.
 #pragma once
 
 #include <amqp/Export.hpp>
@@ -8,15 +8,14 @@
 #include <cstddef>
 #include <string_view>
 
-/// Digests, as the parts of a large body carry one.
+/// Digests. Each part of a large body carries the digest of the whole body.
 namespace Amqp::Hash
 {
 
-/// The SHA digest of `data`, for Bits = 160, 224, 256, 384 and 512.
+/// Returns the SHA digest of `data`, for Bits = 160, 224, 256, 384 and 512.
 ///
-/// The algorithm is the one that OpenSSL knows as "SHA" followed by the bits. When it cannot be computed the result
-/// is all zero; nothing is thrown. With OpenSSL 3's default provider, which has no "SHA160", that is so for every
-/// Sha<160>.
+/// The algorithm is what OpenSSL knows as "SHA" followed by the number of bits. If OpenSSL cannot compute it, returns
+/// zeros, and throws nothing. OpenSSL 3's default provider has no "SHA160", so Sha<160> then always returns zeros.
 ///
 /// Calls EVP_Q_digest.
 template <std::size_t Bits>

@@ -1,6 +1,6 @@
 /// @file
-/// The basic properties of a message. A plain value that owns its texts and headers; it may be read from several
-/// threads as long as none changes it.
+/// The basic properties of a message. A plain value that owns its strings and headers. Several threads may read one as
+/// long as none changes it.
 #pragma once
 
 #include <amqp/Export.hpp>
@@ -16,101 +16,101 @@ namespace Amqp
 
 /// The fourteen AMQP basic properties of a message, and which of them are set.
 ///
-/// A getter and its setter share a name. Every setter marks its property as set, whatever the value; nothing
-/// unsets a property. Only the properties that are set travel with the message.
+/// A getter and its setter share a name. Every setter marks its property as set, whatever the value; nothing unsets a
+/// property. The library sends only the properties that are set.
 ///
-/// A text setter keeps at most the first 256 bytes. AMQP sends texts of at most 255 bytes: publishing a message
-/// with a longer one fails as Channel::Publish describes, with nothing sent.
+/// A setter of a string keeps at most the first 256 bytes. AMQP strings have at most 255 bytes: with a longer string,
+/// publishing the message fails as Channel::Publish describes, and nothing is sent.
 ///
-/// A getter gives what is stored, set or not; the views of the text getters are valid until that property is set
-/// again, or the object is assigned to or destroyed.
+/// A getter returns the stored value, set or not. A returned string view is valid until its property is set again, or
+/// the object is assigned to or destroyed.
 class AMQP_EXPORT MetaData
 {
 public:
     /// The AMQP delivery mode.
     enum DeliveryType : std::uint8_t
     {
-        NonPersistent = 1, ///< Kept in memory; gone when the broker restarts.
-        Persistent = 2     ///< Survives a restart of the broker when its queue is durable.
+        NonPersistent = 1, ///< The broker keeps the message in memory, and loses it when it restarts.
+        Persistent = 2     ///< The message survives a restart of the broker if its queue is durable.
     };
 
-    /// No property set; texts and headers empty, numbers 0.
+    /// Makes an object with no property set: strings and headers empty, numbers 0.
     MetaData();
     /// Copies every property, headers included.
     MetaData(const MetaData& other);
-    /// Moves the texts and copies the headers.
+    /// Moves the strings and copies the headers.
     MetaData(MetaData&& other);
     virtual ~MetaData();
-    /// Copies every property, headers included; nothing of the old ones stays.
+    /// Copies every property, headers included, and forgets all old properties.
     MetaData& operator=(const MetaData& other);
-    /// Moves the texts and copies the headers.
+    /// Moves the strings and copies the headers.
     MetaData& operator=(MetaData&& other);
 
-    /// MIME type of the body.
+    /// Returns the MIME type of the body.
     [[nodiscard]] std::string_view ContentType() const;
     void ContentType(std::string_view value); ///< Sets it: 0x8000 in Flags().
 
-    /// MIME encoding of the body.
+    /// Returns the MIME encoding of the body.
     [[nodiscard]] std::string_view ContentEncoding() const;
     void ContentEncoding(std::string_view value); ///< Sets it: 0x4000 in Flags().
 
-    /// Ties a reply to its request.
+    /// Returns the string that a reply shares with its request.
     [[nodiscard]] std::string_view CorrelationId() const;
     void CorrelationId(std::string_view value); ///< Sets it: 0x0400 in Flags().
 
-    /// The queue that wants the reply.
+    /// Returns the name of the queue for the reply.
     [[nodiscard]] std::string_view ReplyTo() const;
     void ReplyTo(std::string_view value); ///< Sets it: 0x0200 in Flags().
 
-    /// Time to live in the queue: milliseconds, in decimal text.
+    /// Returns the time to live in the queue: milliseconds, as a decimal string.
     [[nodiscard]] std::string_view Expiration() const;
     void Expiration(std::string_view value); ///< Sets it: 0x0100 in Flags().
 
-    /// The application's message identifier. A message that is published with a callback travels with a number of
-    /// the library's own in its place.
+    /// Returns the application's message identifier. A message that is published with a callback carries a number of
+    /// the library's own instead.
     [[nodiscard]] std::string_view MessageId() const;
     void MessageId(std::string_view value); ///< Sets it: 0x0080 in Flags().
 
-    /// The application's message type.
+    /// Returns the application's message type.
     [[nodiscard]] std::string_view Type() const;
     void Type(std::string_view value); ///< Sets it: 0x0020 in Flags().
 
-    /// The publishing user; RabbitMQ refuses a message (reply code 406) whose user is not the connection's.
+    /// Returns the publishing user. RabbitMQ refuses a message (reply code 406) whose user is not the connection's.
     [[nodiscard]] std::string_view UserId() const;
     void UserId(std::string_view value); ///< Sets it: 0x0010 in Flags().
 
-    /// The publishing application.
+    /// Returns the publishing application.
     [[nodiscard]] std::string_view ApplicationId() const;
     void ApplicationId(std::string_view value); ///< Sets it: 0x0008 in Flags().
 
-    /// Reserved by AMQP 0-9-1; passed through.
+    /// Returns the cluster id, which AMQP 0-9-1 reserves. The library passes it through.
     [[nodiscard]] std::string_view ClusterId() const;
     void ClusterId(std::string_view value); ///< Sets it: 0x0004 in Flags().
 
-    /// Whether the message survives a restart of the broker. Any octet is passed through.
+    /// Returns whether the message survives a restart of the broker. The library passes any byte through.
     [[nodiscard]] DeliveryType DeliveryMode() const;
     void DeliveryMode(DeliveryType value); ///< Sets it: 0x1000 in Flags().
 
-    /// Priority, 0 to 9; a larger value is stored as 9.
+    /// Returns the priority, 0 to 9. A larger value is stored as 9.
     [[nodiscard]] std::uint8_t Priority() const;
     void Priority(std::uint8_t value); ///< Sets it: 0x0800 in Flags().
 
-    /// Time stamp: by convention seconds since 1970-01-01 UTC.
+    /// Returns the time stamp: by convention, seconds since 1970-01-01 UTC.
     [[nodiscard]] std::uint64_t TimeStamp() const;
     void TimeStamp(std::uint64_t value); ///< Sets it: 0x0040 in Flags().
 
-    /// The headers, to be filled in place. Headers that are not empty are sent even if the setter was never called;
-    /// filling them this way does not change Flags().
+    /// Returns the headers, to be filled in place. The library sends headers that are not empty even if the setter was
+    /// never called. Filling them this way does not change Flags().
     [[nodiscard]] Table& Headers();
-    /// The headers, to be read.
+    /// Returns the headers, to be read.
     [[nodiscard]] const Table& Headers() const;
     /// Replaces the headers by a copy.
     void Headers(const Table& value);
-    /// Replaces the headers by a copy; the argument is left unchanged.
+    /// Replaces the headers by a copy, and does not change the argument.
     void Headers(Table&& value);
 
-    /// One bit for each property that is set, as in the property flags of an AMQP content header: 0x8000 content
-    /// type, 0x4000 content encoding, 0x2000 headers, 0x1000 delivery mode, 0x0800 priority, 0x0400 correlation
+    /// Returns one bit for each property that is set, as in the property flags of an AMQP content header: 0x8000
+    /// content type, 0x4000 content encoding, 0x2000 headers, 0x1000 delivery mode, 0x0800 priority, 0x0400 correlation
     /// id, 0x0200 reply to, 0x0100 expiration, 0x0080 message id, 0x0040 time stamp, 0x0020 type, 0x0010 user id,
     /// 0x0008 application id, 0x0004 cluster id.
     [[nodiscard]] std::uint32_t Flags() const;
@@ -118,7 +118,7 @@ public:
 private:
     friend class PropertiesCodec;
 
-    // Those of a delivery are decoded only when somebody asks for them. Copies are always decoded.
+    // The headers of a delivery are decoded only when somebody reads them. Copies are always decoded.
     class LazyTable
     {
     public:
@@ -128,7 +128,7 @@ private:
         AMQP_LOCAL LazyTable& operator=(const LazyTable& other);
 
         AMQP_LOCAL Table& Get() const;
-        // What is to be decoded is borrowed until then.
+        // Borrows the table until it is decoded.
         AMQP_LOCAL void Decode(const void* table);
 
     private:

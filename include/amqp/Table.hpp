@@ -1,6 +1,7 @@
 /// @file
-/// An ordered map from text keys to field values: client properties, message headers. A plain value: copying
-/// copies every nested string, array and table. It may be read from several threads as long as none changes it.
+/// An ordered map from string keys to field values, for client properties and message headers. A table is a plain
+/// value: a copy has copies of every nested string, array and table. Several threads may read a table as long as none
+/// changes it.
 #pragma once
 
 #include <amqp/Array.hpp>
@@ -22,13 +23,13 @@ class FieldDecoder;
 
 /// An AMQP field table.
 ///
-/// Keys are unique and ordered byte by byte ("B" before "a", "ab" after "a"); entries are iterated and sent in
-/// that order. A key of more than 255 bytes cannot be sent: the publish or the login that carries it fails.
-/// A table has no move operations: a moved table is copied, and the source is left as it was.
+/// Keys are unique and ordered byte by byte ("B" before "a", "ab" after "a"). The library iterates and sends entries in
+/// that order. A key of more than 255 bytes cannot be sent: the publish or the login that carries it fails. A table has
+/// no move operations: moving a table copies it, and does not change the source.
 class AMQP_EXPORT Table
 {
 public:
-    /// An empty table.
+    /// Makes an empty table.
     Table();
 
     /// Copies every entry, nested arrays and tables included.
@@ -40,40 +41,41 @@ public:
     /// Copies every entry, nested arrays and tables included.
     Table& operator=(const Table& other);
 
-    /// True when there are no entries.
+    /// Returns whether there are no entries.
     [[nodiscard]] bool Empty() const;
 
-    /// The number of entries.
+    /// Returns the number of entries.
     [[nodiscard]] std::uint64_t Size() const;
 
-    /// All entries in ascending key order; valid as long as the table, and seen to change with it.
+    /// Returns all entries in ascending key order. The reference is valid as long as the table, and shows later
+    /// changes.
     [[nodiscard]] const std::map<std::string, FieldValue>& Entries() const;
 
     /// Adds an entry, moving the value in. The key is copied.
     ///
-    /// Never overwrites: true when the entry was added, false when the key is present already (the old value
-    /// stays) or empty. These rules hold for all overloads; what one does differently stands with it.
+    /// Never overwrites: returns true if the entry was added. Returns false if the key is empty, or is present already;
+    /// the old value then stays. These rules hold for all overloads, unless an overload says otherwise.
     bool Insert(std::string_view key, FieldValue&& value);
 
-    /// Adds a copy of a value; see Insert(std::string_view, FieldValue&&). For a const one write
+    /// Adds a copy of a value; see Insert(std::string_view, FieldValue&&). For a const value, write
     /// `Insert(key, FieldValue(value))`.
     bool Insert(std::string_view key, FieldValue& value);
 
-    /// Adds a copy of a text; see Insert(std::string_view, FieldValue&&).
+    /// Adds a copy of a string; see Insert(std::string_view, FieldValue&&).
     bool Insert(std::string_view key, std::string_view value);
 
-    /// Adds a text, moving it in; see Insert(std::string_view, FieldValue&&).
+    /// Adds a string, moving it in; see Insert(std::string_view, FieldValue&&).
     bool Insert(std::string_view key, std::string value);
 
-    /// Adds a copy of a table; see Insert(std::string_view, FieldValue&&). Refuses (false) to insert a table
-    /// into itself.
+    /// Adds a copy of a table; see Insert(std::string_view, FieldValue&&). Returns false, too, for a table that would
+    /// be inserted into itself.
     bool Insert(std::string_view key, const Table& value);
 
-    /// Adds a copy of a table, which is left unchanged; see Insert(std::string_view, FieldValue&&). Unlike the
-    /// other overloads this one accepts the empty key.
+    /// Adds a copy of a table, and does not change the argument; see Insert(std::string_view, FieldValue&&). Unlike the
+    /// other overloads this overload accepts the empty key.
     bool Insert(std::string_view key, Table&& value);
 
-    /// Adds a text literal, or the text up to the first zero in an array of characters.
+    /// Adds a string literal, or the string up to the first zero in an array of characters.
     template <std::size_t N>
     bool Insert(std::string_view key, const char (&value)[N])
     {
@@ -81,7 +83,7 @@ public:
                       std::string_view(value, static_cast<std::size_t>(std::find(value, value + N, '\0') - value)));
     }
 
-    /// Adds the text at a pointer, up to its zero; the pointer must not be null.
+    /// Adds the string at a pointer, up to its zero; the pointer must not be null.
     template <typename Text,
               std::enable_if_t<std::is_same_v<Text, const char*> || std::is_same_v<Text, char*>, int> = 0>
     bool Insert(std::string_view key, Text value)
@@ -97,7 +99,7 @@ public:
         return Insert(key, FieldValue(value));
     }
 
-    /// Removes an entry: true when there was one with that key.
+    /// Removes the entry with this key. Returns whether there was an entry.
     bool Remove(std::string_view key);
 
 private:
