@@ -31,7 +31,7 @@ public:
     Dialogue(const Dialogue&) = delete;
     Dialogue& operator=(const Dialogue&) = delete;
 
-    void StartTls(); // waits for the client's handshake; the broker calls it first when its options say TLS
+    void StartTls(); // waits for the client's handshake; if its options say TLS, the broker calls this function first
     LoginSeen Login(const LoginScript& script = {});
     void OpenChannel(std::uint16_t channel);
     void CloseChannel(std::uint16_t channel, const ChannelClose& expected = {});
@@ -94,7 +94,7 @@ public:
     void ReadToEnd(); // whatever comes, even half a frame
 
     void EndOutput(); // the client reads the end of the stream, and can go on sending
-    void CutOutput(); // the same, but over TLS without the close_notify that announces the end
+    void CutOutput(); // like EndOutput, but over TLS without the close_notify that announces the end
 
     // Both close the connection at once; after that the script must not use it, and what the client does is ignored.
     void Abandon();

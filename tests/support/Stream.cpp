@@ -132,7 +132,7 @@ Stream::Outcome Stream::StartTls()
     }
     catch (const TlsFailure&)
     {
-        SendBytes(tls->ToSend()); // tells the client what is wrong
+        SendBytes(tls->ToSend()); // the alert for the client
         throw;
     }
 }
@@ -174,7 +174,8 @@ Stream::Outcome Stream::ReceiveWithin(std::string& buffer, const SharedDeadline&
     {
         return ReceiveBytes(buffer, limit);
     }
-    // Data can be there before anything more arrives: the client may send them together with the end of its handshake.
+    // The stream may hold data before any more bytes arrive: the client may send data together with the end of its
+    // handshake.
     while (!tls->Decrypt(buffer))
     {
         if (tls->Ended())
@@ -250,7 +251,7 @@ Stream::Outcome Stream::SendBytes(std::string_view bytes)
     return Outcome::Ready;
 }
 
-// Waits for nothing: a client that reads nothing does not read the end either.
+// Does not wait for room: a client that reads nothing does not read the end either.
 void Stream::EndTls()
 {
     if (tls)

@@ -52,8 +52,8 @@ public:
 
     Stream(Descriptor socket, const SharedDeadline& deadline);
 
-    // Waits for the client's TLS handshake. From then on all that follows is encrypted, and what the client breaks in
-    // TLS itself throws TlsFailure.
+    // Waits for the client's TLS handshake. Afterwards everything is encrypted. If the client breaks TLS itself, the
+    // functions throw TlsFailure.
     Outcome StartTls();
 
     // Appends what has arrived, waiting for it until the deadline or for the time given.
@@ -62,7 +62,7 @@ public:
     Outcome Send(std::string_view bytes);
 
     void EndOutput(); // the other side reads the end of the stream, receiving goes on
-    void CutOutput(); // likewise, but over TLS without close_notify
+    void CutOutput(); // like EndOutput, but over TLS without close_notify
     void Close();     // orderly: the client reads all that was sent, then the end of the stream
     void Reset();     // the client gets a connection reset
 

@@ -1,4 +1,4 @@
-// OpenSSL between two memory buffers, and the certificate of the process.
+// Runs OpenSSL between two memory buffers, and makes the certificate of the process.
 #include "TlsServer.hpp"
 
 #include <openssl/bio.h>
@@ -27,7 +27,7 @@ using Certificate = std::unique_ptr<X509, FreeWith<&X509_free>>;
 using Extension = std::unique_ptr<X509_EXTENSION, FreeWith<&X509_EXTENSION_free>>;
 using Context = std::unique_ptr<SSL_CTX, FreeWith<&SSL_CTX_free>>;
 
-// Throws for a call that returned zero, a negative number or a null pointer, and otherwise returns what it returned.
+// Throws if a call returned zero, a negative number or a null pointer. Otherwise returns that value.
 template <typename Result>
 Result Require(Result result, const char* what)
 {
@@ -69,7 +69,7 @@ Context NewContext()
     Require(SSL_CTX_set_min_proto_version(context.get(), TLS1_2_VERSION), "SSL_CTX_set_min_proto_version");
     Require(SSL_CTX_use_certificate(context.get(), certificate.get()), "SSL_CTX_use_certificate");
     Require(SSL_CTX_use_PrivateKey(context.get(), key.get()), "SSL_CTX_use_PrivateKey");
-    // Each connection stands alone; under TLS 1.3 the client still receives tickets, which it has to read over.
+    // No connection resumes another. Under TLS 1.3 the client still receives tickets, and must read over them.
     SSL_CTX_set_session_cache_mode(context.get(), SSL_SESS_CACHE_OFF);
     return context;
 }

@@ -1,5 +1,5 @@
-// The broker's side of one TLS connection, without its socket: bytes of the client go in, bytes for the client come
-// out, and its owner moves both. All of a process share one self-signed certificate, which no client trusts. Used by
+// The broker's side of one TLS connection, without its socket. The owner passes in the client's bytes, and sends the
+// bytes for the client. All connections of a process share one self-signed certificate, which no client trusts. Used by
 // one thread at a time.
 #pragma once
 
@@ -24,14 +24,14 @@ class TlsServer
 public:
     TlsServer();
 
-    void Take(std::string_view arrived); // from the client, in any slices
-    std::string ToSend();                // to the client, after each of the functions below
+    void Take(std::string_view arrived); // takes the client's bytes, cut anywhere
+    std::string ToSend();                // returns bytes for the client; call it after each function below
 
-    bool Handshake(); // returns whether the handshake is complete; otherwise it needs more from the client
-    bool Decrypt(std::string& data); // appends what can be decrypted, and returns whether there was any
-    bool Ended() const;              // whether the client has sent close_notify
+    bool Handshake(); // returns whether the handshake is complete; otherwise it needs more bytes of the client
+    bool Decrypt(std::string& data); // appends the data that can be decrypted; returns whether there was any
+    bool Ended() const;              // returns whether the client has sent close_notify
     void Encrypt(std::string_view data);
-    void End(); // with close_notify; the client can still send
+    void End(); // sends close_notify; the client can still send
 
 private:
     struct Free

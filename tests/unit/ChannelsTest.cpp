@@ -1,5 +1,5 @@
-// The registry of a connection's channels: their numbers, and who hears of what. It keeps addresses and looks at no
-// channel, so that none has to be there.
+// The registry of a connection's channels: their numbers, and which channel receives which reports. The registry keeps
+// addresses and uses no channel, so the tests need no real channels.
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -91,7 +91,7 @@ TEST_F(ChannelRegistry, FindsNoDroppedChannelAndCallsItNotClosed)
     channels.Drop(1);
 
     EXPECT_EQ(channels.Find(1), nullptr);
-    EXPECT_FALSE(channels.IsClosed(1)); // the broker may have it open
+    EXPECT_FALSE(channels.IsClosed(1)); // the channel may be open at the broker
     EXPECT_EQ(channels.Find(2), &other);
 }
 
@@ -130,7 +130,7 @@ TEST_F(ChannelRegistry, DropsAllChannelsAndKeepsTheClosedOnesClosed)
     EXPECT_TRUE(channels.IsClosed(2));
 }
 
-// After the last number: the broker has opened it, so that nobody has it there.
+// After the last number, numbers wrap around. If the broker opens such a number again, no other channel has it there.
 TEST_F(ChannelRegistry, GivesAClosedNumberToTheNextChannelThatOpensIt)
 {
     channels.Add(1, one);

@@ -1,4 +1,5 @@
-// The consumers of a connection by their tags. A subscription tells of its end by what its handler owns.
+// The consumers of a connection by their tags. The handler of each subscription owns a pointer, which shows when the
+// subscription is destroyed.
 #include <memory>
 #include <string>
 #include <utility>
@@ -13,7 +14,7 @@ namespace
 using Amqp::Consumers;
 using Amqp::Subscription;
 
-// A subscription that can be told from others, and whether it still lives.
+// A subscription, its address, and a pointer that expires when the subscription is destroyed.
 struct Watched
 {
     Consumers::Owned owned;
@@ -109,7 +110,7 @@ TEST(Consumers, AreFoundAnewWithATagThatIsUsedAgain)
     EXPECT_EQ(consumers.Find("tag"), second.address);
 }
 
-// The one found last is remembered, wherever the others are moved to.
+// Consumers remembers the subscription that it found last, even if the map moves its entries.
 TEST(Consumers, AreStillFoundWhenManyComeAndGo)
 {
     constexpr int many = 1000;
@@ -152,7 +153,7 @@ TEST(Consumers, LiveOnWhileTheyAreUsed)
     {
         const Subscription::Use outer(*consumers.Find("tag"));
         {
-            const Subscription::Use inner(*watched.address); // a step of the run loop within a handler
+            const Subscription::Use inner(*watched.address); // a handler runs a step of the loop
             consumers.Take("tag");
         }
         EXPECT_FALSE(watched.life.expired());

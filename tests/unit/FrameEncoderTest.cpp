@@ -1,4 +1,4 @@
-// Frames of methods and content headers, compared with an encoder that was written apart from rabbitmq-c's.
+// Compares frames of methods and content headers with those of an encoder that was written without rabbitmq-c.
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -16,10 +16,10 @@ namespace
 using Amqp::FrameEncoder;
 using Amqp::ToBytes;
 
-constexpr std::size_t behind = 64; // octets that are there, but not for what rabbitmq-c encodes
+constexpr std::size_t behind = 64; // bytes beyond what rabbitmq-c may use
 constexpr char untouched = '\x55';
 
-// A place with room for so many octets, as an encoder counts them.
+// A place with room for `size` bytes, as an encoder counts them.
 struct Place
 {
     explicit Place(std::size_t size) : octets(size + behind, untouched), encoder(octets.data(), size) {}
@@ -115,7 +115,7 @@ TEST(FrameEncoder, WritesASizeOf32Bits)
     EXPECT_EQ(place.Written(), "\x03\x01\x02\x03\x04\x05\x06");
 }
 
-// What has a fixed size lies behind the room, where there is place enough.
+// Fields of fixed size may be written behind the room: the place has bytes to spare there.
 TEST(FrameEncoder, RefusesWhatDoesNotFitAndWritesNotFarBeyondItsRoom)
 {
     const std::string longest(255, 'n');

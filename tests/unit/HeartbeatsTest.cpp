@@ -1,4 +1,4 @@
-// When heartbeats are due: the clock is the test's.
+// When heartbeats are due. Each test has its own clock.
 #include <chrono>
 
 #include <gtest/gtest.h>
@@ -65,7 +65,7 @@ TEST(Heartbeats, CountAPeersSilenceFromWhatCameLast)
     EXPECT_EQ(heartbeats.End(), begin + 27s);
 }
 
-// Times are taken before it is known whether something has come.
+// The library reads the clock before it knows whether bytes have arrived, so an older time may be noted later.
 TEST(Heartbeats, ForgetNothingThatCameLater)
 {
     Heartbeats heartbeats = Every(10s);

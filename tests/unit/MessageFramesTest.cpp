@@ -1,4 +1,4 @@
-// The frames of a message in pieces: whole and in order, how many to a call, and what of it is copied.
+// The frames of a message: whether they are whole and in order, how many one call returns, and which bytes are copied.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -20,7 +20,7 @@ constexpr std::uint16_t itsChannel = 258;
 constexpr std::size_t frameMax = 4096;
 constexpr std::size_t fullBody = frameMax - 8;
 
-// A message whose properties are one text of that many octets, in the headers.
+// A message whose only property is a header with a string of `headerSize` bytes.
 struct Outgoing
 {
     explicit Outgoing(std::size_t bodySize, std::size_t headerSize = 0)
@@ -43,7 +43,7 @@ struct Outgoing
 
     Amqp::OutgoingMessage Message() const { return {"exchange", "key", 0, properties, body}; }
 
-    // The same from an encoder of its own.
+    // Returns the same message from an encoder that the library does not use.
     std::string Expected(std::size_t mostOctets) const
     {
         Wire::Properties expected;
@@ -132,8 +132,8 @@ TEST(MessageFrames, AreWholeWithAHeadOfAnySize)
     }
 }
 
-// Octet by octet over the limit, up to the longest header that fits a frame of the smallest size; the frames that
-// follow it take several calls.
+// The head grows byte by byte beyond the limit, up to the longest header that fits a frame of the smallest size. The
+// frames that follow the longest header need several calls.
 TEST(MessageFrames, AreWholeWithAHeadAroundTheLimitOfItsPlace)
 {
     for (std::size_t headerSize = 3950; headerSize <= 4058; ++headerSize)

@@ -1,4 +1,4 @@
-// A body that grows as it comes: how much memory it takes meanwhile, and who has it.
+// A body that grows as its bytes arrive: how much memory it takes meanwhile, and who owns the memory.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -57,7 +57,7 @@ TEST(Octets, TakeWhatTheyNeedWhenTooLittleIsAnnounced)
     EXPECT_EQ(octets.Capacity(), 6U);
 }
 
-// A peer may announce anything.
+// A peer may announce any size.
 TEST(Octets, TakeAMegabyteOrTwiceWhatHasComeWhateverIsAnnounced)
 {
     const std::string fragment(100'000, 'f');

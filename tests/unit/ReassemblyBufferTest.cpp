@@ -1,4 +1,4 @@
-// Which parts a reassembly buffer holds on to, and which it lets go: no socket, deliveries are made by hand.
+// Which parts a reassembly buffer keeps, and which it releases. The tests make deliveries by hand, and need no socket.
 #include <new>
 #include <string>
 #include <string_view>
@@ -15,7 +15,7 @@ namespace
 using Amqp::ReassemblyBuffer;
 using Result = ReassemblyBuffer::Result;
 
-// A delivery whose body lies where the test put it, and what the handler would see.
+// A delivery whose body lies in memory of the test, and the envelope for the handler.
 struct Part
 {
     explicit Part(std::string_view body) { event.body = body; }
@@ -27,7 +27,7 @@ struct Part
         properties.headers = encoded.Get();
         event.properties = &properties;
         envelope = Amqp::MakeReceivedEnvelope(properties, event.body);
-        static_cast<void>(envelope.Headers()); // decoded while what they are decoded from is here
+        static_cast<void>(envelope.Headers()); // decodes them while `encoded` exists
         return buffer.Take(event, envelope, whole);
     }
 
@@ -113,7 +113,7 @@ TEST(ReassemblyBuffer, PutsTheWholeBodyIntoTheCompletingPartWhereverItBelongs)
         EXPECT_EQ(completing.Into(buffer, SeriesHeaders({last, 3}, "h")), Result::Complete);
 
         EXPECT_EQ(Body(completing.envelope), "firstthird");
-        EXPECT_EQ(Take(buffer, "again", {0, 2}), Result::Stored); // nothing is left of the series
+        EXPECT_EQ(Take(buffer, "again", {0, 2}), Result::Stored); // the buffer has forgotten the series
     }
 }
 

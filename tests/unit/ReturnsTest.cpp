@@ -1,4 +1,4 @@
-// The callbacks of messages that may be returned, by number.
+// The callbacks of messages that the broker may return, by number.
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -13,7 +13,7 @@ namespace
 
 using Amqp::Returns;
 
-// Publishes with a callback that notes the number it is given.
+// Stores a callback that notes its number, and returns the number.
 std::uint64_t Add(Returns& returns, std::vector<std::uint64_t>& called)
 {
     const std::uint64_t number = returns.NextNumber();
@@ -68,7 +68,7 @@ TEST(Returns, AreNotFoundUnderNumbersThatNoMessageHas)
     EXPECT_NE(returns.Find(1), nullptr);
 }
 
-// A message that could not be published has used its number up.
+// A message that could not be published has used up its number.
 TEST(Returns, SkipANumberWithoutACallback)
 {
     Returns returns;

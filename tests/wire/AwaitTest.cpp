@@ -1,4 +1,4 @@
-// Waiting for a socket: what it reports, when it ends, and what does not end it.
+// Waits for a socket: what a wait reports, what ends it, and what does not end it.
 #include <array>
 #include <atomic>
 #include <chrono>
@@ -39,7 +39,7 @@ struct Ends
 
     void Arrive() const { EXPECT_EQ(write(there.Get(), "x", 1), 1); }
 
-    // Until the socket takes nothing more: how many bytes that were.
+    // Fills the socket until it takes nothing more, and returns how many bytes it took.
     std::size_t Fill() const
     {
         const std::string much(1 << 16, 'f');
@@ -66,7 +66,7 @@ constexpr Socket::Readiness wantsInput{.input = true};
 constexpr Socket::Readiness wantsRoom{.room = true};
 constexpr Socket::Readiness wantsBoth{.input = true, .room = true};
 
-// Input, room, wakeup.
+// Returns what the wait reports: input, room, wakeup.
 std::string Await(int socket, Socket::Readiness wanted, Limit limit = {}, int wakeup = -1)
 {
     const Socket::Readiness ready = Socket::Await(socket, wanted, wakeup, limit);
@@ -175,7 +175,7 @@ TEST(Await, EndsWithInputWhenTheStreamHasEnded)
     EXPECT_EQ(Await(ends.Here(), wantsInput), "input ");
 }
 
-// Whoever reads or writes finds out.
+// Reading or writing then reports the failure.
 TEST(Await, EndsWithWhatIsWantedWhenTheSocketHasFailed)
 {
     const Ends shut;

@@ -1,11 +1,11 @@
-// A channel that is destroyed, and a broker that does not just answer channel.close-ok: the destructor throws nothing,
-// and the connection goes on.
+// A channel is destroyed, and the broker does not reply just channel.close-ok. The destructor throws nothing, and the
+// connection goes on.
 #include "Messaging.hpp"
 
 namespace
 {
 
-// The client may send channel.close-ok or nothing; then it opens the next channel.
+// The client sends channel.close-ok or nothing, and then opens the next channel.
 void OpenNextChannel(Dialogue& peer)
 {
     const Frame opening{.channel = 2, .payload = Encode(ChannelOpen{})};
@@ -19,7 +19,7 @@ void OpenNextChannel(Dialogue& peer)
     peer.Send(2, ChannelOpenOk{});
 }
 
-// Destroys channel 1, which the peer answers as told, and uses the connection on.
+// Destroys channel 1, to which the broker replies as scripted, and goes on using the connection.
 void ExpectToGoOn(const ScriptedBroker::Script& answer)
 {
     ScriptedBroker broker(

@@ -1,17 +1,17 @@
-// Content on channel 0, which carries none. rabbitmq-c gives that channel's memory back with every heartbeat, so nobody
-// may look at what lies there.
+// The broker sends content on channel 0, where the protocol allows none. rabbitmq-c releases that channel's memory with
+// every heartbeat, so nobody may use what lies there.
 #include "Messaging.hpp"
 
 TEST(ChannelZeroContent, IsSkippedAndNoConsumersThoughItsTagIsKnown)
 {
-    const std::string body = "hello1/1"; // lies where the tag lay, once the memory is used again
+    const std::string body = "hello1/1"; // when the memory is reused, it lies where the tag lay
     ScriptedBroker broker(OnChannel(
         [&](Dialogue& peer)
         {
             AcceptConsumer(peer, 1, /*noAck*/ true);
             Properties properties;
             properties.headers.emplace();
-            for (int i = 0; i < 4000; ++i) // more than one page of rabbitmq-c's memory: it is freed
+            for (int i = 0; i < 4000; ++i) // more than one page of rabbitmq-c's memory, so rabbitmq-c frees it
             {
                 properties.headers->push_back({"k" + std::to_string(i), Binary("v")});
             }
@@ -27,7 +27,7 @@ TEST(ChannelZeroContent, IsSkippedAndNoConsumersThoughItsTagIsKnown)
     Inbox inbox;
     client.channel->Subscribe("q", inbox.Handler(), Amqp::Auto, false, false);
 
-    EXPECT_EQ(client.connection->Run(), true); // the method, which is nobody's
+    EXPECT_EQ(client.connection->Run(), true); // the method, which belongs to no consumer
     EXPECT_EQ(client.connection->Run(), true);
 
     EXPECT_THAT(inbox.bodies, testing::ElementsAre("delivered"));

@@ -1,4 +1,4 @@
-// What ends the listening thread of a consumer by itself, and who is told; and in which order a consumer is destroyed.
+// What ends the listening thread of a consumer, and who receives the error; and in which order a consumer is destroyed.
 #include <atomic>
 #include <optional>
 #include <stdexcept>
@@ -164,7 +164,7 @@ TEST(ConsumerEnd, DropsAnExceptionThatNobodyWants)
 TEST(ConsumerEnd, DestroysTheExceptionCallbackBeforeTheChannelsAndTheLogAfterThem)
 {
     Log order;
-    const auto noting = [&](const char* what) // as it is destroyed
+    const auto noting = [&](const char* what) // notes its own destruction
     { return std::shared_ptr<void>(nullptr, [what, note = order.Sink()](void*) { note(what); }); };
     ScriptedBroker broker(
         [&](Dialogue& peer)

@@ -1,5 +1,5 @@
 // Both sides write more than the sockets take, and the broker reads only afterwards. While the library waits for room,
-// it has to take in what arrives: otherwise the two would wait for each other for ever.
+// it has to read what arrives: otherwise each side would wait for the other without end.
 #include <numeric>
 
 #include "FullSocket.hpp"
@@ -9,7 +9,7 @@
 namespace
 {
 
-constexpr std::uint64_t deliveries = 24; // of a mebibyte each
+constexpr std::uint64_t deliveries = 24; // each of a mebibyte
 
 template <typename Method>
 Frame MethodOn(std::uint16_t channel, const Method& method)
@@ -47,7 +47,7 @@ protected:
         EXPECT_TRUE(client.noted.errors.empty());
     }
 
-    Event ready; // before, the broker does not read, even if the sockets take all its deliveries
+    Event ready; // until then the broker does not read, even if the sockets take all its deliveries
 };
 
 INSTANTIATE_TEST_SUITE_P(Heartbeat, CrossedTraffic, testing::Values(0s, 1s),
@@ -113,7 +113,7 @@ TEST_P(CrossedTraffic, LetsAnAcknowledgementThroughWhenTheSocketHasNoRoom)
     ExpectDeliveries(client);
 }
 
-// As an application does that sends a reply of its own before it returns the verdict.
+// A handler may publish its own reply before it returns the verdict.
 TEST_P(CrossedTraffic, LetsALargePublishOfAHandlerThrough)
 {
     const std::string body(24 * mebibyte, 'b');

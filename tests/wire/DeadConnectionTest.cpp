@@ -99,7 +99,7 @@ TEST(DeadConnection, IsOneThatIsClosedInPlaceOfAnAnswerToAChannelsGoodbye)
     EXPECT_THAT(ErrorOf([&] { other->PurgeQueue("q"); }), IsEndInACall());
 }
 
-// A publish that comes a heartbeat interval after the last look takes in what has come.
+// If a publish follows the last read by a heartbeat interval, the publish reads what has arrived.
 TEST(DeadConnection, IsOneWhosePublishFindsOctetsThatCannotBeRead)
 {
     ScriptedBroker broker(

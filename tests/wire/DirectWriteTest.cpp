@@ -1,4 +1,4 @@
-// Messages as the library writes them: byte by byte what rabbitmq-c writes, which is not asked to.
+// The library writes messages itself. They must equal, byte by byte, what rabbitmq-c writes.
 #include <algorithm>
 #include <functional>
 #include <string>
@@ -17,7 +17,7 @@ constexpr std::size_t mostOfHead = Amqp::MessageFrames::mostOfHead;
 constexpr std::size_t mostCopied = Amqp::MessageFrames::mostCopied;
 constexpr int largeFrameMax = 131072;
 
-// Returns the frames, for a look at how many there are.
+// Returns the frames, so that a test can count them.
 std::vector<Frame> ExpectSame(const std::vector<Message>& messages, int frameMax = smallestFrameMax)
 {
     std::vector<Frame> frames = FramesOfRabbitMqC(messages, frameMax);
@@ -60,7 +60,7 @@ TEST(DirectWrite, OfFullFrames)
     EXPECT_EQ(frames.size(), 11U * 2 + 0 + 1 + 1 + 1 + 1 + 1 + 2 + 2 + 2 + 2 + 3 + 1);
 }
 
-// One of them fills one call of the kernel to the last frame.
+// One of these messages fills one system call to the last frame.
 TEST(DirectWrite, OfHundredsOfFrames)
 {
     constexpr std::size_t full = smallestFrameMax - 8;
@@ -124,11 +124,11 @@ TEST(DirectWrite, OfEachPropertyAlone)
     ExpectSame(messages);
 }
 
-// The head reaches the size that has its own place at every byte of the header frame, and exceeds it, with a body and
-// without one.
+// Heads up to a limit have a place of their own. These heads reach that limit at every byte of the header frame, and
+// exceed it, with a body and without a body.
 TEST(DirectWrite, OfHeadersAroundTheLimitOfTheHead)
 {
-    constexpr std::size_t besides = 100; // bytes of the head, without the long header
+    constexpr std::size_t besides = 100; // bytes of the head besides the long header
     std::vector<Message> messages;
     for (std::size_t size = mostOfHead - 2 * besides; size <= mostOfHead - besides + 9; ++size)
     {
@@ -138,8 +138,8 @@ TEST(DirectWrite, OfHeadersAroundTheLimitOfTheHead)
     ExpectSame(messages);
 }
 
-// The longest one fills its frame to the end. After each comes a message with a short head, which has its place
-// elsewhere.
+// The longest header fills its frame to the end. A message with a short head, which lies in another place, follows each
+// message.
 TEST(DirectWrite, OfHeadersUpToAFullFrame)
 {
     constexpr std::size_t largest = largeFrameMax - frameOverhead;

@@ -1,5 +1,5 @@
-// The peer sends something and resets the TCP connection, and a publish is the first to fail. The run loop still
-// handles what had arrived before the reset, and throws the error afterwards.
+// The peer sends something and resets the TCP connection, and a publish is the first operation to fail. The run loop
+// still handles what had arrived before the reset, and throws the error afterwards.
 #include "FullSocket.hpp"
 #include "Listening.hpp"
 #include "Messaging.hpp"

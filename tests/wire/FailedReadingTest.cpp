@@ -1,4 +1,4 @@
-// A session that has failed while a long message lies unread, and a heartbeat is due: the message is handled first.
+// A session has failed while a long message lies unread and a heartbeat is due. The message is handled first.
 #include <thread>
 
 #include "FullSocket.hpp"
@@ -14,7 +14,7 @@ TEST(FailedReading, GoesOnBeyondWhatOneStepReadsAtOnceThoughAHeartbeatIsDue)
             peer.Login({.heartbeat = 1});
             peer.OpenChannel(1);
             AcceptConsumer(peer, 1, /*noAck*/ true);
-            peer.SendBytes(DeliveryBytes(1, {.consumerTag = "1/1"}, {}, body, /*frameMax*/ 9)); // an octet a frame
+            peer.SendBytes(DeliveryBytes(1, {.consumerTag = "1/1"}, {}, body, /*frameMax*/ 9)); // one byte a frame
             std::this_thread::sleep_for(100ms);
             peer.Reset();
         });

@@ -1,5 +1,5 @@
-// With heartbeats, a large message is published after a long pause, on a socket that has hardly room for a frame. Each
-// body frame is as large as the login settled. Over TCP and over TLS.
+// With heartbeats, an application publishes a large message after a long pause, on a socket that has hardly room for a
+// frame. Each body frame has the size that the login settled. Over TCP and over TLS.
 #include <thread>
 
 #include "ClientSocket.hpp"

@@ -1,5 +1,5 @@
-// The heartbeat interval is a second. The library gives up a peer that neither reads nor writes for two intervals, even
-// if unread input crowds the socket. It sends a verdict, however long the handler took.
+// The heartbeat interval is a second. If a peer neither reads nor writes for two intervals, the connection fails, even
+// if unread input crowds the socket. The library sends a verdict, however long the handler took.
 #include <thread>
 
 #include "FullSocket.hpp"
@@ -33,8 +33,8 @@ struct FrozenPeersClient : CountingClient
     const int socket;
 };
 
-// The peer delivers one message, and the others once the client wants them. Then it does nothing until the client has
-// given it up, or until a deadline.
+// The peer delivers one message, and the others once the client wants them. Then it does nothing until the client's
+// connection has failed, or until a deadline.
 struct FrozenPeer : testing::Test
 {
     ScriptedBroker::Script Freezing(bool noAck)
@@ -52,7 +52,7 @@ struct FrozenPeer : testing::Test
         };
     }
 
-    // Runs until an error is thrown, which it returns.
+    // Runs the loop until it throws an error, and returns the error.
     static Amqp::ErrorCode RunToItsEnd(const CountingClient& client)
     {
         return ErrorOf(

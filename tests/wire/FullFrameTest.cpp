@@ -1,5 +1,5 @@
-// Bodies that fill their last frame to the end: nothing may announce more to the kernel then, which would hold the tail
-// back for a fifth of a second, as it does with rabbitmq-c.
+// Bodies that fill their last frame to the end. The library must then not announce more bytes to the kernel, as
+// rabbitmq-c does. The kernel would hold the tail back for a fifth of a second.
 #include <algorithm>
 #include <array>
 #include <future>
@@ -13,7 +13,7 @@ namespace
 using Clock = std::chrono::steady_clock;
 
 constexpr int frameMax = 4096;
-constexpr std::size_t longHeader = 4040; // fits into a frame, but not with the method into the place of most heads
+constexpr std::size_t longHeader = 4040; // fits a frame, but with the method does not fit the place of most heads
 constexpr int rounds = 5;
 
 enum class FullFrameWay
@@ -23,8 +23,8 @@ enum class FullFrameWay
     OverTls
 };
 
-// The fastest of some rounds from a publish to when the broker has the whole message, with nothing else asked of the
-// library meanwhile. With the tail held back none of them is fast; on a busy machine some may be slow for other
+// Returns the fastest time from a publish until the broker has the whole message; meanwhile nothing else uses the
+// library. If the kernel holds the tail back, no round is fast. On a busy machine some rounds may be slow for other
 // reasons.
 Clock::duration FastestRound(std::size_t bodySize, FullFrameWay way)
 {

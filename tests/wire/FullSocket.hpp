@@ -1,5 +1,5 @@
-// Brings the client's socket into states that a test needs: without room for more output, or with input that nobody has
-// read. Each wait has a deadline.
+// Brings the client's socket into states that a test needs: without room for more output, or with unread input. Each
+// wait has a deadline.
 #pragma once
 
 #include <algorithm>
@@ -45,11 +45,11 @@ inline std::uint32_t RoomIn(int socket)
     return limit - std::min(limit, MemoryOf(socket, SK_MEMINFO_WMEM_QUEUED));
 }
 
-// Publishes while the socket has room, and fills the rest with heartbeats. Not one byte can be written then until the
-// peer reads, which it must not do meanwhile.
+// Publishes while the socket has room, and fills the rest with heartbeats. Afterwards not one byte can be written until
+// the peer reads. The peer must not read meanwhile.
 inline void LeaveNoRoom(Amqp::Channel& channel, int socket)
 {
-    constexpr int most = 10'000; // publishes, and heartbeats: the sockets take far less
+    constexpr int most = 10'000; // publishes, and then heartbeats: the sockets take far fewer
     ShrinkSendBuffer(socket, 65536);
     int left = most;
     for (; left > 0 && !Lasts([=] { return RoomIn(socket) < 4096; }); --left)
@@ -59,7 +59,8 @@ inline void LeaveNoRoom(Amqp::Channel& channel, int socket)
         channel.Publish("", "filler", body, 0, {});
     }
     EXPECT_GT(left, 0) << "the peer reads";
-    // After the end of a record the kernel appends nothing to its last segment. So it takes all of a heartbeat or none.
+    // After the end of a record the kernel appends nothing to its last segment. So the kernel takes a whole heartbeat
+    // or none of it.
     const std::string heartbeat = Wire::FrameBytes(Wire::Frame{Wire::heartbeatFrame, 0, ""});
     const int flags = MSG_DONTWAIT | MSG_NOSIGNAL | MSG_EOR;
     const auto takesNone = [&] { return send(socket, heartbeat.data(), heartbeat.size(), flags) < 0; };
@@ -82,7 +83,7 @@ inline Wire::Frame ReadPastFiller(Wire::Dialogue& peer)
     return frame;
 }
 
-// Waits for a condition, at most 5 seconds, and returns whether it came true.
+// Waits for a condition, at most 5 seconds, and returns whether it became true.
 [[nodiscard]] inline bool Soon(const std::function<bool()>& condition)
 {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);

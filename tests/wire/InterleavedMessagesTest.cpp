@@ -1,4 +1,4 @@
-// Messages on several channels whose frames alternate, as AMQP allows it, with calls and their replies in between.
+// Frames of messages on several channels alternate, as AMQP allows, with calls and their replies in between.
 #include <algorithm>
 #include <array>
 
@@ -22,7 +22,7 @@ std::string BodyOn(std::uint16_t channel)
     return body + std::to_string(channel);
 }
 
-// Sends one frame of each channel's message at a time, on the channels in a different order each time.
+// Sends one frame of each channel's message in each round, on the channels in a different order each time.
 class FrameByFrame
 {
 public:
@@ -56,7 +56,7 @@ private:
     std::size_t round = 0;
 };
 
-// Opens the channels, plays what comes between, and sees them closed in their order.
+// Opens the channels, plays the middle of the script, and expects the client to close the channels in order.
 ScriptedBroker::Script OnFourChannels(std::function<void(Dialogue&, FrameByFrame&)> middle)
 {
     return [middle = std::move(middle)](Dialogue& peer)
@@ -80,7 +80,7 @@ ScriptedBroker::Script OnFourChannels(std::function<void(Dialogue&, FrameByFrame
     };
 }
 
-// A client with a consumer on each channel but the last, on which it calls.
+// A client with a consumer on each channel except the last, on which the client makes its calls.
 class InterleavedClient
 {
 public:
@@ -110,7 +110,7 @@ public:
     {
         for (auto& channel : channels)
         {
-            channel.reset(); // in their order
+            channel.reset(); // in the order of their numbers
         }
     }
     InterleavedClient(const InterleavedClient&) = delete;
@@ -119,7 +119,7 @@ public:
     void Call() const { channels.back()->PurgeQueue("q"); }
     void CallInHandlers() { callInHandler = true; }
 
-    // Runs until each message has come, and compares them with what was sent.
+    // Runs a step for each message, and compares the messages with what was sent.
     void ExpectEachMessageWhole()
     {
         for (int step = 0; step < messageChannels; ++step)

@@ -11,8 +11,8 @@ auto IsUnexpectedState()
     return IsError(Amqp::ErrorCode::Library, 1, amqp_error_string2(AMQP_STATUS_UNEXPECTED_STATE));
 }
 
-// The broker's side: a return without its content, the method in its place, and then the opening of another channel and
-// a delivery on the first channel, which the error has dropped.
+// Plays the broker's side: a return without its content, and the method in its place. The broker then accepts another
+// channel, and delivers on the first channel, which the error has dropped.
 ScriptedBroker::Script WithInPlace(ScriptedBroker::Script inPlace)
 {
     return [inPlace = std::move(inPlace)](Dialogue& peer)

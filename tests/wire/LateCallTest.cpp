@@ -1,5 +1,5 @@
-// A call of an application that has not looked at its socket for longer than a heartbeat takes: what the broker closed
-// meanwhile is found before the call is sent, and is its answer.
+// An application has not read its socket for longer than a heartbeat interval, and then makes a call. The call finds
+// what the broker closed meanwhile before the library sends the call, and the close replaces the reply.
 #include <thread>
 
 #include "LoginOptions.hpp"
@@ -12,7 +12,7 @@ using Amqp::ErrorCode;
 
 constexpr auto heartbeatInterval = 1s;
 constexpr auto longerThanThat = heartbeatInterval + 300ms;
-constexpr auto behindTheOpening = 100ms; // so that it is not read together with the reply to that
+constexpr auto behindTheOpening = 100ms; // so that the close is not read together with channel.open-ok
 
 } // namespace
 

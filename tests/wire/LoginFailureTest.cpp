@@ -249,7 +249,8 @@ TEST(LoginFailure, ThrowsRuntimeErrorOverTlsWhenThePeerSpeaksPlainAmqp)
               "Unable to open a AMQP SSL TCP socket");
 }
 
-// The broker may see the client end the handshake or what follows it, depending on when the client looks.
+// The broker sees the client end the handshake, or what follows the handshake, depending on when the client checks the
+// certificate.
 TEST(LoginFailure, ThrowsRuntimeErrorOverTlsWhenNobodyVouchesForTheBroker)
 {
     bool begun = false;

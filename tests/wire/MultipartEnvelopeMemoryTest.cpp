@@ -1,5 +1,5 @@
-// A series whose parts could be joined, and for whose envelope there is no memory. Stands in for operator new, so that
-// an allocation of a size of the test's choice fails on the test's thread; all the others are served.
+// The parts of a series can be joined, but there is no memory for the envelope. The file replaces operator new: on the
+// test's thread, an allocation of a chosen size fails, and all others succeed.
 #include "Series.hpp"
 
 #include <cstdlib>
@@ -8,20 +8,20 @@
 namespace
 {
 
-// A text of this property's length has a block of its own, of a size that nothing else asks for.
+// A string of this length has a block of its own, of a size that nothing else allocates.
 constexpr std::size_t watchedLength = 200;
 
 thread_local bool watched = false;
 thread_local int watchedBlocks = 0;
 thread_local int refusedBlock = 0; // counted from 1; 0 is none
 
-// Some standard libraries round a string's size up.
+// Some standard libraries round up a string's size.
 bool IsRefused(std::size_t size)
 {
     return watched && size > watchedLength && size <= watchedLength + 8 && ++watchedBlocks == refusedBlock;
 }
 
-// While it lives, the blocks for that property are counted, and the one with the given number is refused.
+// While an object exists, counts the blocks of that size, and refuses the block with the given number.
 class RefusedBlock
 {
 public:
@@ -38,7 +38,7 @@ public:
     int Blocks() const { return watchedBlocks; }
 };
 
-// One of the three parts of "0123456789"; the one in the middle comes last, and brings the envelope's properties.
+// Delivers one of the three parts of "0123456789". The middle part arrives last, and has the envelope's properties.
 void DeliverThird(Dialogue& peer, std::size_t index, std::uint64_t deliveryTag)
 {
     const Message part = Third(index);
@@ -56,7 +56,7 @@ void DeliverAckedThird(Dialogue& peer, std::size_t index, std::uint64_t delivery
     peer.Expect(1, BasicAck{.deliveryTag = deliveryTag});
 }
 
-// A client whose handler ends the watch: its own copies are not the library's.
+// A client whose handler ends the watch: the handler's copies are not the library's.
 struct UnwatchedReceiver : Client
 {
     explicit UnwatchedReceiver(const ScriptedBroker& broker) : Client(broker)
@@ -81,7 +81,7 @@ struct UnwatchedReceiver : Client
     Inbox inbox;
 };
 
-// How many such blocks the last part takes.
+// Returns how many of these blocks the library allocates for the last part.
 int BlocksOfTheLastPart()
 {
     ScriptedBroker broker(OnConsumer(
@@ -128,7 +128,7 @@ TEST(MultipartEnvelopeMemory, LosesNothingWhicheverBlockOfTheEnvelopeIsRefused)
             {
                 DeliverAckedThird(peer, 0, 1);
                 DeliverAckedThird(peer, 2, 2);
-                DeliverThird(peer, 1, 3); // and nothing is sent for it
+                DeliverThird(peer, 1, 3); // the library sends no verdict on this delivery
                 DeliverAckedThird(peer, 1, 4);
             }));
         const UnwatchedReceiver receiver(broker);

@@ -16,7 +16,7 @@ void RequestClose(Dialogue& peer)
     peer.Send(1, ChannelClose{.replyCode = 404, .replyText = "NOT_FOUND"});
 }
 
-// Keeps its count in itself: a copy of it would count for itself.
+// Keeps its count in itself: a copy would have a count of its own.
 struct CountingNotifier
 {
     int count = 0;
@@ -29,7 +29,7 @@ int CountOf(const Amqp::Channel& channel)
     return channel.ErrorNotifier().target<CountingNotifier>()->count;
 }
 
-// Destroys its channel, which is not shared, and uses afterwards what it keeps in itself.
+// Destroys its channel, which is not shared, and afterwards uses its own members.
 struct DestroyingNotifier
 {
     std::unique_ptr<Amqp::Channel>& channel;

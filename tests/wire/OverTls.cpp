@@ -11,7 +11,7 @@ bool noSocket = false;
 
 } // namespace OverTls
 
-// The real socket, but without a look at the certificate.
+// Makes the real socket, but turns off the check of the certificate.
 amqp_socket_t* AMQP_CALL amqp_ssl_socket_new(amqp_connection_state_t state)
 {
     if (OverTls::noSocket)

@@ -1,5 +1,5 @@
-// Connections over TLS to a scripted broker that speaks it too. For executables with OverTls.cpp, which stands in for
-// amqp_ssl_socket_new: nobody vouches for the broker's certificate, so the client must not ask who the broker is.
+// Connections over TLS to a scripted broker that speaks TLS, too. Only for executables with OverTls.cpp, which replaces
+// amqp_ssl_socket_new: no authority vouches for the broker's certificate, so the client must not check it.
 #pragma once
 
 #include "LoginOptions.hpp"

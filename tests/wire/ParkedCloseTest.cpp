@@ -1,5 +1,5 @@
-// A channel that the broker closes while a call on another channel awaits its reply: its next call finds the close
-// first, tells the notifier, and fails with nothing sent.
+// The broker closes a channel while a call on another channel awaits its reply. The next call on the closed channel
+// finds the close first, reports it to the notifier, and throws; nothing is sent.
 #include "Messaging.hpp"
 #include "TopologyCases.hpp"
 
@@ -14,7 +14,7 @@ void CloseDuringACall(Dialogue& peer)
     peer.Send(2, QueuePurgeOk{});
 }
 
-// From the login to the goodbye, which channel 1 has no part in.
+// Plays a connection from the login to the close handshakes, of which channel 1 has none.
 ScriptedBroker::Script ClosingChannelOne(ScriptedBroker::Script close)
 {
     return [close = std::move(close)](Dialogue& peer)
@@ -28,7 +28,8 @@ ScriptedBroker::Script ClosingChannelOne(ScriptedBroker::Script close)
     };
 }
 
-// The same, where channel 1 may be closed once more, as in the run loop when its notifier destroys it.
+// Plays the same connection, but channel 1 may be closed once more: the run loop does so if the notifier destroys the
+// channel.
 void CloseAndTakeGoodbyes(Dialogue& peer)
 {
     peer.Login();
@@ -134,7 +135,7 @@ TEST(ParkedClose, LeavesWhatCameBeforeItToTheRunLoopWithoutAnAnswer)
 
     EXPECT_THAT(ErrorOf([&] { client.channel->DeclareQueue("q"); }), IsUseOfAClosedChannel());
     EXPECT_EQ(client.connection->Run(), true);
-    while (client.connection->Run(50ms) == true) // the close itself may be one more event
+    while (client.connection->Run(50ms) == true) // the close may be one more event
     {
     }
 

@@ -1,4 +1,5 @@
-// A peer that pauses in the middle of a message: the wait ends when it is over, and a later step hands over the whole.
+// A peer pauses in the middle of a message. The wait ends in time, and a later step delivers the whole message to the
+// handler.
 #include "Messaging.hpp"
 
 namespace
@@ -10,7 +11,7 @@ constexpr auto briefPause = 50ms;
 constexpr auto peersPatience = 3s;
 constexpr std::uint32_t smallFrames = 4096;
 
-// A body of two frames and a bit.
+// A body of two full frames and a short frame.
 const std::string pausedBody = std::string(smallFrames - 8, 'a') + std::string(smallFrames - 8, 'b') + "rest";
 
 std::vector<Frame> FramesOfTheMessage()
@@ -20,7 +21,7 @@ std::vector<Frame> FramesOfTheMessage()
     return frames;
 }
 
-// Where the peer pauses: behind so many whole frames and octets of the next.
+// Where the peer pauses: after so many whole frames, and so many bytes of the next frame.
 struct Pause
 {
     const char* name;
@@ -47,14 +48,14 @@ void ExpectWaited(Dialogue& peer)
     peer.ExpectPublish(1, {.routingKey = "q"}, PlainProperties(), "waited");
 }
 
-// A step that has to end without an event when its wait is over; then the peer is told.
+// Runs a step that has to end without an event when its wait ends, and then notifies the peer.
 void WaitInVain(const Client& client)
 {
     const auto begun = Clock::now();
     EXPECT_EQ(client.connection->Run(briefPause), std::nullopt);
     const auto waited = Clock::now() - begun;
 
-    EXPECT_GE(waited, briefPause - 1ms); // the rounding of a wait
+    EXPECT_GE(waited, briefPause - 1ms); // a wait may be rounded
     EXPECT_LT(waited, 1s);
     client.channel->Publish("", "q", "waited", 0, {});
 }

@@ -1,4 +1,4 @@
-// A wakeup as systems without eventfd make it, compiled here under another name.
+// Tests the wakeup of systems without eventfd, compiled here under another name.
 #include <sys/eventfd.h>
 #undef EFD_NONBLOCK
 #define Wakeup WakeupByPipe

@@ -1,5 +1,5 @@
-// How soon the peer has what the library writes. The kernel holds back for 200 ms what it is told is not the end, and
-// everything arrives all the same: only time tells.
+// How soon the peer receives what the library writes. If the library announces more to follow, the kernel holds bytes
+// back for 200 ms. All bytes arrive in the end, so only the time shows whether the kernel held them back.
 #pragma once
 
 #include <algorithm>
@@ -11,12 +11,13 @@
 
 #include "Messaging.hpp"
 
-// The quickest of several tries counts: a machine may be slow in each of them, but what is held back is late in all. At
-// the earliest it leaves with the peer's acknowledgement of what came before, which the kernel delays by 40 ms.
+// The quickest of several tries counts. A busy machine may be slow in some tries, but bytes that the kernel holds back
+// are late in every try. They leave at the earliest with the peer's acknowledgement of earlier bytes, which the kernel
+// delays by 40 ms.
 constexpr int promptTries = 10;
 constexpr auto prompt = 30ms;
 
-// Times between a beginning and an arrival, which may be on two threads.
+// Measures the time from a beginning to an arrival, which may be on two threads.
 class Arrivals
 {
 public:
@@ -34,7 +35,7 @@ public:
         changed.notify_all();
     }
 
-    // For the thread that began, so that nothing else pushes what is on its way.
+    // For the thread that began: while it waits here, no other operation pushes the bytes.
     [[nodiscard]] bool Await(int count)
     {
         std::unique_lock lock(mutex);
@@ -55,7 +56,7 @@ private:
     int arrived = 0;
 };
 
-// Writes several times, each time when the peer has read what was written before.
+// Writes several times, each time after the peer has read what was written before.
 inline void ExpectPromptWrites(const std::function<void(Amqp::Channel&)>& write, const ScriptedBroker::Script& read,
                                std::size_t frameMax = 131072)
 {
@@ -86,8 +87,8 @@ inline void ExpectPromptWrites(const std::function<void(Amqp::Channel&)>& write,
     EXPECT_TRUE(client.noted.errors.empty());
 }
 
-// Asks several times for something that the client answers from its run loop, and once more, so that nothing but the
-// loop's waiting pushes the last answer that counts. The client runs until a delivery with the body "end".
+// Several times, the peer sends something to which the client's run loop responds. It then sends the body "end", so
+// that only a wait of the loop pushes the last response that counts. The client runs until it receives "end".
 inline void ExpectPromptAnswers(const ScriptedBroker::Script& ask, const ScriptedBroker::Script& take, bool noAck,
                                 const std::function<Amqp::Acknowledge(Amqp::Channel&)>& handle)
 {

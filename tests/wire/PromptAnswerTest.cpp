@@ -1,4 +1,4 @@
-// What the run loop answers is with the peer before the loop waits for more.
+// The peer receives the run loop's responses before the loop waits for more.
 #include "Prompt.hpp"
 
 namespace
@@ -129,7 +129,7 @@ TEST(PromptAnswer, OfACloseOfTheConnection)
     {
         const Client client(broker);
         EXPECT_EQ(client.connection->Run(), false);
-        ASSERT_TRUE(arrivals.Await(i)); // its destruction would push the answer
+        ASSERT_TRUE(arrivals.Await(i)); // the destructor of the connection would push the reply
     }
 
     EXPECT_LT(arrivals.Best(), prompt);
@@ -161,7 +161,7 @@ TEST(PromptAnswer, OfACloseOfAChannelDuringACall)
         Amqp::Channel channel(connection, noted.Notifier());
         channel.PurgeQueue("q");
         EXPECT_EQ(noted.errors.size(), 1U);
-        ASSERT_TRUE(arrivals.Await(i)); // the next call would push the answer
+        ASSERT_TRUE(arrivals.Await(i)); // the next call would push the reply
     }
 
     EXPECT_LT(arrivals.Best(), prompt);

@@ -1,4 +1,4 @@
-// What is published is with the peer at once: small and large messages, series, and batches when they end.
+// The peer receives at once what is published: small and large messages, series, and batches when they end.
 #include "Prompt.hpp"
 
 namespace

@@ -1,5 +1,5 @@
-// Arguments that cannot be sent or waited for. The error is thrown as one of the connection: nothing is sent and every
-// channel is dropped. The connection stays usable.
+// Arguments that the library cannot send or wait for. The error is thrown as an error of the connection: nothing is
+// sent, and every channel is dropped. The connection stays usable.
 #include "Messaging.hpp"
 #include "values/RabbitMq.hpp"
 

@@ -1,6 +1,6 @@
-// Connections that cannot be set up before anything is sent, and a login over TLS. Stands in for functions of
-// rabbitmq-c, so that they fail when a test wants it; an executable of its own, since all others shall have the real
-// ones.
+// Connections whose set-up fails before anything is sent, and a login over TLS. The file replaces functions of
+// rabbitmq-c, so that they fail when a test wants it. It is an executable of its own, because all other tests need the
+// real functions.
 #include "ClientSocket.hpp"
 #include "Messaging.hpp"
 #include "OverTls.hpp"

@@ -1,4 +1,4 @@
-// A heartbeat that a step reads, and finds nothing else: it is a sign of life like any other.
+// A step reads a heartbeat and finds nothing else. The heartbeat is a sign of life like any other bytes.
 #include <thread>
 
 #include "LoginOptions.hpp"
@@ -12,9 +12,9 @@ TEST(SignOfLife, IsAHeartbeatThatAShortWaitHasRead)
             peer.Login({.heartbeat = 1});
             peer.OpenChannel(1);
             AcceptConsumer(peer, 1, /*noAck*/ true);
-            std::this_thread::sleep_for(850ms); // less than an interval after what came last
+            std::this_thread::sleep_for(850ms); // less than an interval after the last frame
             peer.SendHeartbeat();
-            std::this_thread::sleep_for(1500ms); // more than two intervals after it, but less after the heartbeat
+            std::this_thread::sleep_for(1500ms); // over two intervals after that frame, not after the heartbeat
             peer.Deliver(1, {.consumerTag = "1/1"}, {}, "alive");
             peer.CloseChannel(1);
             peer.CloseConnection();

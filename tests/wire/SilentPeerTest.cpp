@@ -1,5 +1,5 @@
-// A peer that falls silent, with heartbeats of a second: what is written to it ends after two intervals. One that reads
-// nothing but gives signs of life is waited for. Over TCP and over TLS.
+// A peer falls silent, with a heartbeat interval of a second: writing to it ends after two intervals. If a peer reads
+// nothing but sends signs of life, the library waits for it. Over TCP and over TLS.
 #include <thread>
 
 #include "Listening.hpp"
@@ -261,7 +261,7 @@ TEST_P(BusyPeer, ThatHasNoRoomToSendIsAlive)
     }
 }
 
-// The socket takes such a frame in parts, and the peer's heartbeats are read between them.
+// The socket takes such a frame bit by bit, and the library reads the peer's heartbeats in between.
 TEST_P(BusyPeer, ThatReadsNothingIsWaitedForWithAFrameLargerThanTheSocket)
 {
     constexpr int frameMax = 32 << 20;

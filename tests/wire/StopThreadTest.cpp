@@ -64,7 +64,7 @@ TEST(StopThread, StopsAMillionStepsNowAndThenAndLosesNone)
             }
         });
     std::size_t stopped = 0;
-    std::size_t interrupted = 0; // while it waited; the stop then ends the next step
+    std::size_t interrupted = 0; // steps stopped while they waited; the next step then returns false
     std::size_t steps = 0;
     const auto begun = std::chrono::steady_clock::now();
     for (; delivered < std::size_t{blocks} * perBlock; ++steps)
@@ -81,7 +81,7 @@ TEST(StopThread, StopsAMillionStepsNowAndThenAndLosesNone)
     done = true;
     stopper.join();
 
-    EXPECT_EQ(steps, delivered + stopped + interrupted); // a stop costs no delivery
+    EXPECT_EQ(steps, delivered + stopped + interrupted); // a stop loses no delivery
     EXPECT_GT(stopped, 0U);
     EXPECT_LE(stopped, requested); // each stops one step at most
     EXPECT_LE(interrupted, stopped);

@@ -1,4 +1,5 @@
-// Stop on another thread while the loop waits: the step ends at once and without an event, the next one gives false.
+// Another thread calls Stop while the loop waits: the step ends at once and without an event, and the next step returns
+// false.
 #include <algorithm>
 #include <filesystem>
 #include <future>
@@ -16,20 +17,20 @@ namespace
 
 using Clock = std::chrono::steady_clock;
 
-constexpr auto atOnce = 1s;     // or nearly so, on a machine that is busy
-constexpr auto longWait = 3s;   // for a step; what does not interrupt it takes as long
+constexpr auto atOnce = 1s;     // long enough for a busy machine
+constexpr auto longWait = 3s;   // of a step; if nothing interrupts the step, it takes as long
 constexpr auto patience = 3s;   // of the peer
 constexpr auto noLimit = 0us;   // of a wait
-constexpr auto briefly = 150ms; // to see a step wait as long as it is told
+constexpr auto briefly = 150ms; // of a step that has to wait to the end
 
 struct StoppedStep
 {
     std::optional<bool> result{};
-    Clock::duration took{}; // from the stop on
+    Clock::duration took{}; // from the stop to the end of the step
 };
 
-// Runs a step on another thread, and stops it while it waits. A stop that comes before the step does makes it give
-// false; then it is tried again with more time to begin.
+// Runs a step on another thread, and stops it while it waits. If the stop is earlier than the step, the step returns
+// false; then tries again with more time to begin.
 StoppedStep StopWhileWaiting(const Amqp::Connection& connection, std::chrono::microseconds wait)
 {
     StoppedStep stopped;
@@ -49,7 +50,7 @@ StoppedStep StopWhileWaiting(const Amqp::Connection& connection, std::chrono::mi
     return stopped;
 }
 
-// Says that the client's step has ended, which the peer awaits before it closes the connection in anger.
+// Notifies the peer that the client's step has ended. If the peer waits in vain, it breaks the connection off.
 void TellThePeer(const Client& client)
 {
     client.channel->Publish("", "q", "stopped", 0, {});
@@ -60,7 +61,7 @@ ScriptedBroker::Script UntilTold()
     return OnChannel([](Dialogue& peer) { peer.ExpectPublish(1, {.routingKey = "q"}, PlainProperties(), "stopped"); });
 }
 
-// With a peer that is silent until the consumer closes its channel.
+// Destroys a consumer whose peer is silent until the consumer closes its channel.
 void ExpectDestroyedAtOnce(std::chrono::microseconds wait)
 {
     Event listening;
@@ -84,13 +85,13 @@ void ExpectDestroyedAtOnce(std::chrono::microseconds wait)
     EXPECT_LT(Clock::now() - begun, atOnce);
 }
 
-// The descriptors of this process that signal events, in ascending order.
+// Returns the descriptors of this process that signal events, in ascending order.
 std::vector<int> EventDescriptors()
 {
     std::vector<int> found;
     for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd"))
     {
-        std::error_code closed; // meanwhile
+        std::error_code closed; // set if the descriptor was closed meanwhile
         if (std::filesystem::read_symlink(entry.path(), closed) == "anon_inode:[eventfd]")
         {
             found.push_back(std::stoi(entry.path().filename().string()));
@@ -160,7 +161,7 @@ TEST(StopWait, LeavesNothingBehindForTheStepsAfterTheNext)
 
     const StoppedStep stopped = StopWhileWaiting(*client.connection, longWait);
     EXPECT_LT(stopped.took, atOnce);
-    client.connection->Stop(); // counts with the first
+    client.connection->Stop(); // counts as one with the first stop
     EXPECT_EQ(client.connection->Run(longWait), false);
 
     for (int step = 1; step <= 2; ++step)
@@ -172,7 +173,7 @@ TEST(StopWait, LeavesNothingBehindForTheStepsAfterTheNext)
     TellThePeer(client);
 }
 
-// A Stop sets its flag, which a step may obey before the wakeup is there.
+// Stop sets its flag before it signals the wakeup. So a step may obey the flag before the wakeup is signalled.
 TEST(StopWait, LeavesWithAWakeupThatComesLateTheNextStepItsWait)
 {
     ScriptedBroker broker(UntilTold());

@@ -1,10 +1,11 @@
-// A basic.ack that nobody asked for: nothing has to follow it, and content that does follow it is nobody's.
+// The broker sends a basic.ack that nobody expects. Nothing has to follow it, and content that follows it belongs to
+// nobody.
 #include "Messaging.hpp"
 
 namespace
 {
 
-constexpr auto soonEnough = 3s; // for the one step that these tests see fail
+constexpr auto soonEnough = 3s; // a broken step takes longer
 
 void ExpectSeen(Dialogue& peer)
 {
@@ -37,7 +38,7 @@ TEST(StrayAck, IsAnEventAtOnceWhenNothingFollows)
 
 TEST(StrayAck, HasTheContentThatFollowsLaterSkippedWithoutAnEvent)
 {
-    for (const std::size_t size : {0U, 100U, 300'000U}) // no, one and several frames of a body
+    for (const std::size_t size : {0U, 100U, 300'000U}) // bodies of no, one and several frames
     {
         SCOPED_TRACE(size);
         ScriptedBroker broker(OnChannel(

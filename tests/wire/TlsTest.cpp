@@ -1,5 +1,5 @@
-// What goes both ways over TLS, and how it ends. A record may hold several frames, and a frame may take several
-// records.
+// What both sides send over TLS, and how the connection ends. A record may hold several frames, and a frame may take
+// several records.
 #include "Messaging.hpp"
 #include "OverTls.hpp"
 #include "support/RawClient.hpp"
@@ -12,7 +12,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int frameMaxOverTls = 4096;
 
-// What follows the login and the opening of channel 1.
+// Plays the login and the opening of channel 1, and then the rest.
 ScriptedBroker OnTlsChannel(ScriptedBroker::Script rest)
 {
     return ScriptedBroker(
@@ -48,11 +48,11 @@ std::string BytesOf(std::uint64_t tag, const std::string& body)
     return DeliveryBytes(1, {.consumerTag = "1/1", .deliveryTag = tag}, {}, body, frameMaxOverTls);
 }
 
-// Empty, small, in one full frame, in several frames of which more than one fits into a record.
+// Bodies: empty, small, in one full frame, and in several frames, of which more than one fits a record.
 const std::vector<std::string> bodiesOverTls = {
     "", "small", std::string(frameMaxOverTls - 8, 'f'), std::string(10'000, 'm'), std::string(1 << 20, 'l'), "last"};
 
-// Runs once for each body.
+// Runs a step for each body.
 void ExpectDelivered(TlsClient& client, const std::vector<std::string>& bodies)
 {
     client.channel->Subscribe("q", client.inbox.Handler(), Amqp::Explicit, false, false);
@@ -63,7 +63,7 @@ void ExpectDelivered(TlsClient& client, const std::vector<std::string>& bodies)
     EXPECT_TRUE(client.inbox.bodies == bodies);
 }
 
-// Plays the end of a connection, and gives the error that a wait for deliveries throws then.
+// Plays the end of a connection, and returns the error that a step then throws.
 Amqp::ErrorCode ErrorAfter(const ScriptedBroker::Script& end)
 {
     ScriptedBroker broker = OnTlsChannel(end);
@@ -124,7 +124,7 @@ TEST(Tls, CarriesDeliveriesOfEverySizeAndTheirVerdicts)
     ExpectDelivered(client, bodiesOverTls);
 }
 
-// All of them arrive with the first read: nothing shows at the socket that the others wait.
+// All deliveries arrive with the first read, so the socket does not show that more of them wait.
 TEST(Tls, HandlesEveryDeliveryOfARecordAtOnce)
 {
     const std::vector<std::string> bodies = {"one", "two", "three"};
@@ -200,7 +200,7 @@ TEST(Tls, IsClosedWhenThePeerSaysSo)
                 IsClosed());
 }
 
-// Somebody else may have cut the connection then, since nothing protects the end of a stream but TLS itself.
+// Without close_notify, an attacker may have cut the connection: only TLS protects the end of a stream.
 TEST(Tls, FailsWhenTheStreamEndsWithoutCloseNotify)
 {
     EXPECT_THAT(ErrorAfter([](Dialogue& peer) { peer.Reset(); }), IsTlsError());

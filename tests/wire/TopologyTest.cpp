@@ -11,7 +11,7 @@ namespace
 
 using Amqp::Channel;
 
-// A name that is given two flags instead of three would be taken for the first of three flags.
+// If a call has a name and two flags instead of three, the name must not become the first of three flags.
 template <typename... Arguments>
 concept DeclaresAQueue = requires(Channel& channel, Arguments&&... arguments)
 {

@@ -34,7 +34,7 @@ Function* Real(const char* name)
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
-// Notes what comes on channel 1 until a queue "end" is to be purged.
+// Notes the frames on channel 1 until the client purges a queue "end".
 ScriptedBroker::Script Note(std::vector<Frame>& frames, bool tls, int frameMax)
 {
     return [&frames, tls, frameMax](Dialogue& peer)

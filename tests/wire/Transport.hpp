@@ -1,5 +1,5 @@
-// The ways in which messages get onto the wire, beside rabbitmq-c, which writes them by itself. For an executable of
-// its own, which stands in for functions of the system.
+// The ways in which the library sends messages, compared with rabbitmq-c, which writes them by itself. For an
+// executable of its own, which replaces functions of the system.
 #pragma once
 
 #include <chrono>
@@ -14,14 +14,14 @@
 namespace Transport
 {
 
-extern std::size_t atOnce;                           // bytes that the kernel takes at most
-extern thread_local std::size_t writes;              // calls of this thread that hand bytes to the kernel, so far
-extern thread_local std::size_t refusals;            // next sends of this thread for which the kernel has no room
-extern thread_local std::chrono::milliseconds delay; // of the next bytes that this thread reads
+extern std::size_t atOnce;                           // the most bytes that the kernel takes in one call
+extern thread_local std::size_t writes;              // how often this thread has handed bytes to the kernel
+extern thread_local std::size_t refusals;            // for so many next sends of this thread, there is no room
+extern thread_local std::chrono::milliseconds delay; // before this thread receives its next bytes
 
 constexpr int smallestFrameMax = 4096;
 
-// What a test publishes in one way and in another.
+// A message that a test publishes in several ways.
 struct Message
 {
     std::string body{};
@@ -42,12 +42,12 @@ constexpr Way everyWay[] = {Way::OverTcp, Way::InABatch, Way::OverTls};
 
 struct Published
 {
-    std::vector<Wire::Frame> frames; // as a broker receives them, up to a call that ends it
-    std::vector<std::size_t> writes; // for each message
+    std::vector<Wire::Frame> frames; // as a broker receives them, up to the call that ends the test
+    std::vector<std::size_t> writes; // how many for each message
 };
 Published Publish(const std::vector<Message>& messages, Way way, int frameMax = smallestFrameMax);
 
-// The same frames from rabbitmq-c, which the library does not ask to write messages.
+// Returns the frames that rabbitmq-c writes for the same messages; the library never lets rabbitmq-c write messages.
 std::vector<Wire::Frame> FramesOfRabbitMqC(const std::vector<Message>& messages, int frameMax = smallestFrameMax);
 
 // Messages of every shape: with no body, with one in the first piece, in pieces of its own and in several frames.

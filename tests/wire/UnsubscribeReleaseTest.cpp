@@ -1,4 +1,4 @@
-// Unsubscribe destroys the handler before it cancels the consumer, even a handler that holds the channel itself.
+// Unsubscribe destroys the handler before it cancels the consumer, even if the handler holds the channel itself.
 #include <atomic>
 
 #include "Messaging.hpp"

@@ -1,4 +1,4 @@
-// What a wakeup does, whatever it is made of.
+// What a wakeup does, whatever descriptors it uses.
 #pragma once
 
 #include <chrono>
@@ -47,7 +47,7 @@ TYPED_TEST_P(WakeupCases, StaysSignalledUntilItIsCleared)
     EXPECT_FALSE(this->IsSignalled());
 }
 
-// More often than a pipe has room for.
+// The last count is larger than the room in a pipe.
 TYPED_TEST_P(WakeupCases, IsClearedOnceHoweverOftenItWasSignalled)
 {
     for (const int times : {1, 2, 63, 64, 65, 128, 100'000})

@@ -1,4 +1,4 @@
-// A wakeup as this system makes it.
+// Tests the wakeup of this system.
 #include "engine/Wakeup.hpp"
 #include "WakeupCases.hpp"
 

@@ -1,5 +1,4 @@
-// How often the kernel is called for a message that the socket has room for, and what a client reads that only
-// publishes.
+// How many system calls a message takes when the socket has room, and what a client reads if it only publishes.
 #include <string>
 #include <thread>
 
@@ -60,13 +59,13 @@ TEST(WriteCalls, AreOneForEveryRecordOfALargeMessageOverTls)
     EXPECT_EQ(Publish(messages, Way::OverTls).writes, Counts{(FrameBytes(frames).size() + record - 1) / record});
 }
 
-// Otherwise they would fill the socket, and the peer's next ones would find no room.
+// Otherwise the heartbeats would fill the socket, and the peer's next heartbeats would find no room.
 TEST(OnlyPublishing, ReadsAllHeartbeatsThatHaveComeOnceInAnInterval)
 {
     for (const bool tls : {false, true})
     {
         constexpr int many = 100;
-        Event open; // from then on the client reads nothing by itself
+        Event open; // afterwards the client reads only when it publishes
         ScriptedBroker broker(
             [&](Dialogue& peer)
             {
@@ -85,7 +84,7 @@ TEST(OnlyPublishing, ReadsAllHeartbeatsThatHaveComeOnceInAnInterval)
         const auto channel = OpenChannel(LogIn(broker, {.heartbeat = 1s}, tls));
         open.Set();
         const int socket = SocketTo(broker.Port());
-        const int size = tls ? 8 + 22 : 8; // of a heartbeat, and of its record
+        const int size = tls ? 8 + 22 : 8; // the bytes of a heartbeat and, over TLS, of its record
         const auto start = std::chrono::steady_clock::now();
         while (Unread(socket) < many * size && std::chrono::steady_clock::now() - start < 1s)
         {
@@ -100,8 +99,8 @@ TEST(OnlyPublishing, ReadsAllHeartbeatsThatHaveComeOnceInAnInterval)
     }
 }
 
-// A heartbeat is left out when the socket has no room for it. Over TLS its record may be begun by then, and has to be
-// finished before anything else is written.
+// If the socket has no room for a heartbeat, the library omits the heartbeat. Over TLS its record may already have
+// begun, and must be finished before anything else is written.
 TEST(Heartbeat, ThatFindsNoRoomLeavesTheStreamWhole)
 {
     for (const bool tls : {false, true})
@@ -130,7 +129,7 @@ TEST(Heartbeat, ThatFindsNoRoomLeavesTheStreamWhole)
     }
 }
 
-// The peer has sent all the time; it is the client that was stopped in the middle of it.
+// The peer is not silent: the client was stopped while it read.
 TEST(SlowReading, IsNotTakenForThePeersSilence)
 {
     const std::string body(1 << 20, 'd');
@@ -151,7 +150,7 @@ TEST(SlowReading, IsNotTakenForThePeersSilence)
     const auto channel = OpenChannel(connection);
     channel->Subscribe("q", Ignore, Amqp::Auto, false, false);
     EXPECT_TRUE(sent.Wait());
-    std::this_thread::sleep_for(1100ms); // what has come is looked at with the next message
+    std::this_thread::sleep_for(1100ms); // the next publish reads what has arrived
 
     delay = 2100ms;
     channel->Publish("", "q", "body", 0, {});
