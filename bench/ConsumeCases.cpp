@@ -107,6 +107,16 @@ Sides ConsumeOn(const Site& site, const Kind& kind, Amqp::AcknowledgeMode mode, 
     return SidesOf(consuming);
 }
 
+// Both sides are the library's: the first has many consumers, the second has one.
+Sides ManyBesideOne(const Site& site, const Kind& kind, std::size_t many, bool onOwnChannels)
+{
+    const auto busy = std::make_shared<Consuming>(site, kind, Amqp::Auto);
+    busy->Subscribe(many, onOwnChannels);
+    const auto plain = std::make_shared<Consuming>(site, kind, Amqp::Auto);
+    plain->Subscribe(1, false);
+    return {SidesOf(busy).library, SidesOf(plain).library};
+}
+
 constexpr double targetOfSmall = 1.5;
 
 double TargetOf(const Kind& kind, Amqp::AcknowledgeMode mode)
@@ -153,8 +163,9 @@ std::vector<Case> ConsumeCases()
 
 std::vector<Case> NumberCases()
 {
-    // Finding one of many consumers must not make a delivery slower: one and ten thousand have the same target.
-    constexpr std::size_t many = 10000;
+    // Finding one of many consumers or channels must not make a delivery slower.
+    constexpr std::size_t manyConsumers = 10000;
+    constexpr std::size_t manyChannels = 200;
     constexpr Kind kind{100, Dress::Plain};
     std::vector<Case> cases;
     const auto add = [&cases, kind](const char* group, std::size_t number, bool onOwnChannels)
@@ -167,14 +178,24 @@ std::vector<Case> NumberCases()
                          .prepare = prepare,
                          .longOnBroker = true});
     };
-    for (const std::size_t number : {std::size_t{1}, std::size_t{100}, many})
+    for (const std::size_t number : {std::size_t{1}, std::size_t{100}, manyConsumers})
     {
         add("consumers", number, false);
     }
-    for (const std::size_t number : {1U, 20U, 200U})
+    for (const std::size_t number : {std::size_t{1}, std::size_t{20}, manyChannels})
     {
         add("channels", number, true);
     }
+    const auto compare = [&cases, kind](const char* group, std::size_t many, bool onOwnChannels)
+    {
+        cases.push_back({.group = group,
+                         .name = std::to_string(many) + ", beside the library with one",
+                         .target = 1.0,
+                         .prepare = [=](const Site& site) { return ManyBesideOne(site, kind, many, onOwnChannels); },
+                         .longOnBroker = true});
+    };
+    compare("consumers", manyConsumers, false);
+    compare("channels", manyChannels, true);
     return cases;
 }
 

@@ -40,9 +40,10 @@ namespace Amqp
 ///   channel.
 ///
 /// If the broker closes the connection, or the socket fails, the error is thrown as ErrorCode, except by Publish, which
-/// reports it to the notifier. The connection has then failed: all its channels are dropped, nothing is reported to the
-/// other channels, and every later use fails. A string of more than 255 bytes in a call is also thrown (`Library`, 1),
-/// and also drops all channels. But nothing is sent, and the connection stays usable.
+/// reports it to the notifier. The connection has then failed, and every later use fails. A thrown error drops all
+/// channels. A failed Publish drops its own channel only: the next Connection::Run still handles what had arrived for
+/// the others, and then throws. A string of more than 255 bytes in a call is also thrown (`Library`, 1), and also drops
+/// all channels. But nothing is sent, and the connection stays usable.
 ///
 /// Calls (all operations at the broker except Publish) await the broker's reply. Meanwhile the library keeps whatever
 /// else arrives in memory for the next Connection::Run. If the broker closes this channel while another operation

@@ -28,8 +28,8 @@ class Channel;
 /// fails, the connection has failed. It can then only be destroyed, together with its channels. Until then every use
 /// fails. Run and calls throw ErrorCode (`Library`; Run also `Ssl`, over TLS), and a publish reports the error to the
 /// channel's notifier. The text is rabbitmq-c's text for the failure. If the broker closed the connection, later uses
-/// do not repeat the broker's text: they say "connection closed unexpectedly". Run still handles first what had arrived
-/// before the failure.
+/// do not repeat the broker's text: they say "connection closed unexpectedly", unless a publish had failed before. Run
+/// still handles first what had arrived before the failure.
 ///
 /// The connection starts no thread. Run handles what the broker sends, on the caller's thread. Only Run and calls send
 /// heartbeats, when nothing was sent for half an interval; a publish counts as a heartbeat. If an application does none
