@@ -54,30 +54,29 @@ bool Connection::ConnectionImpl::Judge(Reach reach, ErrorCode&& error, Channel* 
 bool Connection::ConnectionImpl::CheckReply(Channel& channel, const amqp_rpc_reply_t& reply)
 {
     const std::uint16_t number = channel.Token();
-    ErrorCode error = FromReply(reply);
-    switch (error.category)
-    {
-    case ErrorCode::Success:
-        return true;
-    case ErrorCode::ChannelClosed:
+    // Note the close before anything else: the error allocates its text, and may throw std::bad_alloc.
+    const bool byServer = reply.reply_type == AMQP_RESPONSE_SERVER_EXCEPTION;
+    const bool closesChannel = byServer && reply.reply.id == AMQP_CHANNEL_CLOSE_METHOD;
+    if (closesChannel)
     {
         amqp_channel_close_ok_t closeOk{};
         writer.Answer(number, AMQP_CHANNEL_CLOSE_OK_METHOD, &closeOk);
         channels.Close(number);
-        return Judge(Reach::Channel, std::move(error), &channel);
     }
-    case ErrorCode::ConnectionClosed:
+    else if (byServer && reply.reply.id == AMQP_CONNECTION_CLOSE_METHOD)
     {
         // Send the close-ok on the channel's own number: brokers accept a close-ok there as well as on channel 0.
         amqp_connection_close_ok_t closeOk{};
         writer.Answer(number, AMQP_CONNECTION_CLOSE_OK_METHOD, &closeOk);
         session.Fail(AMQP_STATUS_CONNECTION_CLOSED);
-        break;
     }
-    default:
-        break;
+    ErrorCode error = FromReply(reply);
+    if (error.category == ErrorCode::Success)
+    {
+        return true;
     }
-    return Judge(Reach::Connection, std::move(error), nullptr);
+    return closesChannel ? Judge(Reach::Channel, std::move(error), &channel)
+                         : Judge(Reach::Connection, std::move(error), nullptr);
 }
 
 bool Connection::ConnectionImpl::CheckStatus(int status, Channel* channel)
@@ -118,6 +117,10 @@ void Connection::ConnectionImpl::RequireNotClosed(Channel& channel)
 // channel.close, the broker would not reply.
 void Connection::ConnectionImpl::FindParkedClose(std::uint16_t number)
 {
+    if (!inbound.HasParked())
+    {
+        return; // mostly; an Event would cost every publish
+    }
     Event close;
     if (inbound.TakeParkedClose(close, number, AMQP_CHANNEL_CLOSE_METHOD))
     {

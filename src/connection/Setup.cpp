@@ -45,14 +45,20 @@ void Connection::ConnectionImpl::SayGoodbye()
     close.reply_code = AMQP_REPLY_SUCCESS;
     close.reply_text = ToBytes("200");
     Event reply;
-    if (session.Failure() != AMQP_STATUS_OK || inbound.TakeParkedClose(reply, 0, AMQP_CONNECTION_CLOSE_METHOD))
+    const bool loggedIn = session.FrameMax() != 0;
+    if (!loggedIn || session.Failure() != AMQP_STATUS_OK ||
+        inbound.TakeParkedClose(reply, 0, AMQP_CONNECTION_CLOSE_METHOD))
     {
-        // The connection has failed, or the broker itself has sent connection.close: no reply would arrive. So send
-        // connection.close only if that cannot block, and await no reply.
+        // The connection is not logged in or has failed, or the broker itself has sent connection.close: no reply would
+        // arrive. So send connection.close only if that cannot block, and await no reply.
         writer.MethodIfRoom(0, AMQP_CONNECTION_CLOSE_METHOD, &close);
         return;
     }
     writer.Answer(0, AMQP_CONNECTION_CLOSE_METHOD, &close);
+    if (inbound.TakeParkedClose(reply, 0, AMQP_CONNECTION_CLOSE_METHOD))
+    {
+        return; // it arrived while Answer waited for room
+    }
     receiver.Reply(reply, 0, AMQP_CONNECTION_CLOSE_OK_METHOD, Receiver::Others::Drop);
 }
 

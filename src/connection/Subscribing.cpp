@@ -18,9 +18,10 @@ void Connection::ConnectionImpl::Subscribe(Channel& channel, std::string_view co
     consume.no_local = noLocal;
     consume.no_ack = mode == Auto;
     consume.exclusive = exclusive;
+    Consumers::Owned subscription(new Subscription(consumerTag, std::move(handler), mode));
     if (Call(channel, {queue, consumerTag}, {AMQP_BASIC_CONSUME_METHOD, &consume, AMQP_BASIC_CONSUME_OK_METHOD}))
     {
-        consumers.Add(Consumers::Owned(new Subscription(consumerTag, std::move(handler), mode)));
+        consumers.Add(std::move(subscription));
     }
 }
 

@@ -69,7 +69,8 @@ int Assembly::Feed(const amqp_frame_t& frame, Event& event)
 {
     if (frame.frame_type == 0)
     {
-        return AMQP_STATUS_TIMEOUT; // the frame is not complete yet: rabbitmq-c has set no other field
+        ReleaseUnknown(frame);
+        return AMQP_STATUS_TIMEOUT;
     }
     Channel& channel = Of(frame.channel);
     FrameMemory::Lease lease(channel.memory);
@@ -109,6 +110,16 @@ int Assembly::Feed(const amqp_frame_t& frame, Event& event)
         return FeedStray(channel, std::move(stray), event);
     }
     return header ? FeedHeader(channel, frame, event) : FeedBody(channel, ToView(frame.payload.body_fragment), event);
+}
+
+// rabbitmq-c ignores a frame whose type it does not know, but has put its payload into the memory of its channel. While
+// a frame is not complete, rabbitmq-c has not set the channel, and does not allow that memory is released.
+void Assembly::ReleaseUnknown(const amqp_frame_t& frame)
+{
+    if (amqp_release_buffers_ok(session.State()))
+    {
+        const FrameMemory::Lease ignored(Of(frame.channel).memory);
+    }
 }
 
 int Assembly::FeedMethod(Channel& channel, Event&& method, Event& event)

@@ -57,6 +57,7 @@ private:
     };
 
     Channel& Of(std::uint16_t number);
+    void ReleaseUnknown(const amqp_frame_t& frame);
     // Each of these functions returns the same statuses as Feed.
     int FeedMethod(Channel& channel, Event&& method, Event& event);
     int FeedStray(Channel& channel, Event&& stray, Event& event);

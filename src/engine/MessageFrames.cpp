@@ -12,8 +12,8 @@ int MessageFrames::EncodeHead()
     {
         // The method is shorter than mostOfHead, and the content header fits a frame. Leave as much room for the bytes
         // behind the head as `octets` does.
-        room.resize(mostOfHead + mostBody + octets.size());
-        status = EncodeHeadAt(room.data(), mostOfHead + mostBody);
+        room.large.resize(mostOfHead + mostBody + octets.size());
+        status = EncodeHeadAt(room.large.data(), mostOfHead + mostBody);
     }
     return status;
 }
@@ -44,15 +44,15 @@ std::span<std::string_view> MessageFrames::Next()
         }
         else
         {
-            pieces[count++] = leading();
-            pieces[count++] = slice;
+            room.pieces[count++] = leading();
+            room.pieces[count++] = slice;
             lead = encoder.next;
         }
         encoder.End();
     }
-    pieces[count++] = leading();
+    room.pieces[count++] = leading();
     lead = encoder.next = octets.data();
-    return {pieces.data(), count};
+    return {room.pieces.data(), count};
 }
 
 } // namespace Amqp

@@ -19,11 +19,19 @@ namespace Amqp
 class MessageFrames
 {
 public:
-    /// Makes frames of at most `mostOctets` bytes. The message must outlive this object. A head that is too long for
-    /// this object is encoded in `large`.
-    MessageFrames(std::uint16_t number, const OutgoingMessage& outgoing, std::size_t mostOctets,
-                  std::vector<char>& large)
-        : channel(number), message(outgoing), mostBody(mostOctets - frameOverhead), room(large)
+    /// The most frames of a body that fit into one call of the kernel.
+    static constexpr std::size_t mostFrames = 64;
+
+    /// Memory that the frames of all messages use, one message after the other.
+    struct Room
+    {
+        std::vector<char> large; // for a head that is too long for a MessageFrames object
+        std::array<std::string_view, 2 * mostFrames + 1> pieces;
+    };
+
+    /// Makes frames of at most `mostOctets` bytes. The message and the room must outlive this object.
+    MessageFrames(std::uint16_t number, const OutgoingMessage& outgoing, std::size_t mostOctets, Room& shared)
+        : channel(number), message(outgoing), mostBody(mostOctets - frameOverhead), room(shared)
     {
     }
 
@@ -42,8 +50,6 @@ public:
     /// The largest slice of a body that is copied behind the encoded bytes. Copying a larger slice would take longer
     /// than handing it over as a piece of its own.
     static constexpr std::size_t mostCopied = 1024;
-    /// The most frames of a body that fit into one call of the kernel.
-    static constexpr std::size_t mostFrames = 64;
 
 private:
     int EncodeHeadAt(char* place, std::size_t size);
@@ -51,14 +57,13 @@ private:
     std::uint16_t channel;
     const OutgoingMessage& message;
     std::size_t mostBody;
-    std::vector<char>& room;
+    Room& room;
     std::size_t done = 0; // bytes of the body that Next has returned
     bool atEnd = false;
     // The encoded bytes: first the head, then the bytes between the slices of the body.
     std::array<char, mostOfHead + mostCopied + (mostFrames + 1) * frameOverhead> octets;
     const char* lead = octets.data(); // the first encoded byte that is in no piece yet
     FrameEncoder encoder{octets.data(), mostOfHead};
-    std::array<std::string_view, 2 * mostFrames + 1> pieces;
 };
 
 } // namespace Amqp

@@ -110,7 +110,7 @@ int Session::GiveUpPeer()
 
 bool Session::IsReadable() const
 {
-    return !IsUnreadable(failure) && failure != AMQP_STATUS_HEARTBEAT_TIMEOUT;
+    return !IsUnreadable(failure);
 }
 
 } // namespace Amqp

@@ -1,7 +1,6 @@
 #include "engine/Writer.hpp"
 
 #include "engine/FrameEncoder.hpp"
-#include "engine/MessageFrames.hpp"
 #include "engine/Socket.hpp"
 
 #include <algorithm>
@@ -39,7 +38,13 @@ int Writer::Usable()
         return session.Failure();
     }
     inbound.TakeIn();
-    return Clock::now() < pulse.End() ? session.Failure() : session.GiveUpPeer();
+    if (Clock::now() < pulse.End() || session.Failure() != AMQP_STATUS_OK)
+    {
+        return session.Failure();
+    }
+    // Handlers may have taken so long over what was read before that the peer's latest bytes are still in the socket.
+    const bool heard = Socket::Await(session.Descriptor(), {.input = true}, -1, milliseconds(0)).input;
+    return heard ? session.Failure() : session.GiveUpPeer();
 }
 
 int Writer::Message(std::uint16_t channel, const OutgoingMessage& message)
@@ -170,10 +175,10 @@ std::string_view Writer::Encode(std::uint16_t channel, amqp_method_number_t id, 
     {
         return {small.data(), static_cast<std::size_t>(encoder.next - small.data())};
     }
-    room.resize(session.FrameMax() + 2 * frameOverhead);
-    FrameEncoder larger(room.data(), session.FrameMax());
+    room.large.resize(session.FrameMax() + 2 * frameOverhead);
+    FrameEncoder larger(room.large.data(), session.FrameMax());
     status = larger.Method(channel, id, fields);
-    return {room.data(), static_cast<std::size_t>(larger.next - room.data())};
+    return {room.large.data(), static_cast<std::size_t>(larger.next - room.large.data())};
 }
 
 int Writer::HandOver(std::span<std::string_view> pieces, bool more)

@@ -6,6 +6,7 @@
 
 #include "engine/Gathering.hpp"
 #include "engine/Inbound.hpp"
+#include "engine/MessageFrames.hpp"
 #include "engine/OutgoingMessage.hpp"
 #include "engine/Session.hpp"
 
@@ -13,7 +14,6 @@
 #include <cstdint>
 #include <span>
 #include <string_view>
-#include <vector>
 
 namespace Amqp
 {
@@ -62,7 +62,7 @@ private:
     Inbound& inbound;
     Gathering gathering;
     bool keptBack = false;
-    std::vector<char> room; // for methods and heads of messages that are too long for `small` and MessageFrames
+    MessageFrames::Room room; // its `large` is also for a method that is too long for `small`
     std::array<char, 1024> small;
 };
 

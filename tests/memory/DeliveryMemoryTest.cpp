@@ -1,4 +1,4 @@
-// What deliveries leave behind that come on many channels in turn.
+// What deliveries on many channels in turn leave in memory, and what frames of an unknown type leave.
 #include "AllocationCount.hpp"
 #include "wire/Messaging.hpp"
 
@@ -66,4 +66,30 @@ TEST(DeliveryMemory, DoesNotGrowWithDeliveriesOnManyChannels)
 
     std::cout << turns * channels << " deliveries: " << count.live << " bytes left, " << count.peak << " at a time\n";
     EXPECT_LT(count.peak, 256 * 1024);
+}
+
+TEST(UnknownFrameMemory, IsReleasedWithEachFrame)
+{
+    constexpr std::uint8_t unknownType = 77;
+    constexpr int frames = 1000;
+    ScriptedBroker broker(
+        [](Dialogue& peer)
+        {
+            peer.Login();
+            peer.OpenChannel(1);
+            for (int frame = 0; frame < frames; ++frame)
+            {
+                peer.SendFrame(unknownType, 5, body);
+            }
+            AcceptConsumer(peer);
+            peer.Abandon();
+        });
+    const auto connection = Connect(broker);
+    const auto channel = OpenChannel(connection);
+
+    CountFromZero();
+    channel->Subscribe("q", Ignore, Amqp::None, false, false);
+    const AllocationCount count = Allocated();
+
+    EXPECT_LT(count.live, 512 * 1024) << "of " << frames * body.size() << " bytes";
 }

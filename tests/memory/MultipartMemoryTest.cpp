@@ -146,7 +146,7 @@ TEST(MultipartMemory, UnsubscribingReleasesWaitingPartsBeforeItSendsTheCancel)
     CountFromZero();
     for (std::size_t step = 0; step < waiting; ++step)
     {
-        ASSERT_EQ(client.connection->Run(), std::optional(true));
+        ASSERT_EQ(client.connection->Run(60s), std::optional(true));
     }
     EXPECT_GE(Allocated().live, std::int64_t{waiting * partSize});
 
@@ -184,7 +184,7 @@ TEST(MultipartMemory, UnsubscribingInTheHandlerReleasesWaitingPartsAtOnce)
     CountFromZero();
     for (std::size_t step = 0; step < waiting; ++step)
     {
-        ASSERT_EQ(client.connection->Run(), std::optional(true));
+        ASSERT_EQ(client.connection->Run(60s), std::optional(true));
     }
     EXPECT_GE(Allocated().live, std::int64_t{waiting * partSize});
 

@@ -84,7 +84,7 @@ Pieces All(MessageFrames& frames)
 
 void ExpectWhole(const Outgoing& outgoing, std::size_t calls, std::size_t mostOctets = frameMax)
 {
-    std::vector<char> room;
+    MessageFrames::Room room;
     const Amqp::OutgoingMessage message = outgoing.Message();
     MessageFrames frames(itsChannel, message, mostOctets, room);
     ASSERT_EQ(frames.EncodeHead(), AMQP_STATUS_OK);
@@ -145,24 +145,24 @@ TEST(MessageFrames, AreWholeWithAHeadAroundTheLimitOfItsPlace)
 
 TEST(MessageFrames, TakeMemoryOnlyForALongHead)
 {
-    std::vector<char> room;
+    MessageFrames::Room room;
     const Outgoing longHead(0, 4050);
     for (const bool isLong : {false, true, false})
     {
         const Outgoing shortHead(2 * fullBody);
         const Amqp::OutgoingMessage message = isLong ? longHead.Message() : shortHead.Message();
-        const std::size_t before = room.size();
+        const std::size_t before = room.large.size();
 
         MessageFrames frames(itsChannel, message, frameMax, room);
         EXPECT_EQ(frames.EncodeHead(), AMQP_STATUS_OK);
 
-        EXPECT_EQ(room.size() > before, isLong);
+        EXPECT_EQ(room.large.size() > before, isLong);
     }
 }
 
 TEST(MessageFrames, AreNoneOfPropertiesThatFitNoFrame)
 {
-    std::vector<char> room;
+    MessageFrames::Room room;
     const Outgoing outgoing(0, std::size_t{1} << 20);
     const Amqp::OutgoingMessage message = outgoing.Message();
 
@@ -173,7 +173,7 @@ TEST(MessageFrames, CopyNoBodyButASmallOne)
 {
     const auto firstOfBody = [](const Outgoing& outgoing)
     {
-        std::vector<char> room;
+        MessageFrames::Room room;
         const Amqp::OutgoingMessage message = outgoing.Message();
         MessageFrames frames(itsChannel, message, frameMax, room);
         EXPECT_EQ(frames.EncodeHead(), AMQP_STATUS_OK);

@@ -122,6 +122,35 @@ TEST_F(FrozenPeer, IsGivenUpByAnAcknowledgementWhileUnreadInputCrowdsTheSocket)
     EXPECT_TRUE(client.noted.errors.empty());
 }
 
+// The first read takes all deliveries, but a wait for room parks only some hundred of them at once.
+TEST(FrozenPeersDeliveries, AreAllHandledAfterAPublishHasGivenThePeerUp)
+{
+    constexpr std::uint64_t many = 600;
+    Event delivered;
+    Event givenUp;
+    ScriptedBroker broker(
+        [&](Dialogue& peer)
+        {
+            peer.Login({.heartbeat = 1});
+            peer.OpenChannel(1);
+            AcceptConsumer(peer, 1, /*noAck*/ true);
+            DeliverNumbers(peer, 1, many, 1);
+            delivered.Set();
+            EXPECT_TRUE(givenUp.Wait());
+            peer.Abandon();
+        });
+    CountingClient client(broker);
+    client.channel->Subscribe("q", client.Handler(), Amqp::Auto, false, false);
+    EXPECT_TRUE(delivered.Wait());
+
+    client.channel->Publish("", "q", std::string(16 * mebibyte, 'b'), 0, {});
+
+    EXPECT_THAT(client.noted.errors, testing::ElementsAre(IsGivenUp()));
+    EXPECT_THAT(FrozenPeer::RunToItsEnd(client), IsGivenUp());
+    givenUp.Set();
+    EXPECT_EQ(client.numbers, NumbersTo(many));
+}
+
 // The socket has room for the verdict, so the library can send it without waiting for the silent peer.
 TEST(SlowHandler, GetsItsVerdictSentWhenNothingArrivedForTwoHeartbeatIntervals)
 {
