@@ -100,9 +100,11 @@ TEST_P(SilentPeer, EndsAWaitWithNothingAndThenEveryUse)
 {
     ScriptedBroker broker(WithHeartbeats(GetParam(), [](Dialogue& peer) { peer.ExpectEnd(); }));
     const HeartbeatClient client(broker, GetParam());
+    const auto start = Clock::now();
 
     EXPECT_EQ(client.connection->Run(60s), std::nullopt);
 
+    EXPECT_LT(Clock::now() - start, 2 * twoIntervals);
     EXPECT_THAT(ErrorOf([&] { client.connection->Run(); }), IsSilence());
     EXPECT_THAT(ErrorOf([&] { client.channel->PurgeQueue("q"); }), IsSilenceInACall());
     client.channel->Publish("", "q", "body", 0, {});
