@@ -53,6 +53,22 @@ void ExpectToGoOn(const ScriptedBroker::Script& answer)
     EXPECT_TRUE(client.noted.errors.empty());
 }
 
+// Opens channels 1 and 2, and closes the connection when channel 1 is closed. The client sends connection.close-ok on
+// `number`.
+ScriptedBroker::Script CloseConnectionInPlaceOfAReply(std::uint16_t number)
+{
+    return [=](Dialogue& peer)
+    {
+        peer.Login();
+        peer.OpenChannel(1);
+        peer.OpenChannel(2);
+        peer.Expect(1, ChannelClose{});
+        peer.Send(0, ConnectionClose{.replyCode = 320, .replyText = "CONNECTION_FORCED"});
+        peer.Expect(number, ConnectionCloseOk{});
+        peer.CloseConnection();
+    };
+}
+
 } // namespace
 
 TEST(ChannelCloseReply, ThatIsAChannelCloseIsIgnored)
@@ -94,17 +110,7 @@ TEST(ChannelCloseReply, InTheMiddleOfADeliveryEndsTheDelivery)
 
 TEST(ChannelCloseReply, ThatIsAConnectionCloseIsFoundByTheNextStep)
 {
-    ScriptedBroker broker(
-        [](Dialogue& peer)
-        {
-            peer.Login();
-            peer.OpenChannel(1);
-            peer.OpenChannel(2);
-            peer.Expect(1, ChannelClose{});
-            peer.Send(0, ConnectionClose{.replyCode = 320, .replyText = "CONNECTION_FORCED"});
-            peer.Expect(0, ConnectionCloseOk{});
-            peer.Abandon();
-        });
+    ScriptedBroker broker(CloseConnectionInPlaceOfAReply(0));
     Client client(broker);
     const auto other = client.NewChannel();
 
@@ -112,5 +118,19 @@ TEST(ChannelCloseReply, ThatIsAConnectionCloseIsFoundByTheNextStep)
     EXPECT_EQ(client.connection->Run(), false);
 
     EXPECT_EQ(ErrorOf([&] { client.connection->Run(); }).category, Amqp::ErrorCode::Library);
+    EXPECT_TRUE(client.noted.errors.empty());
+}
+
+TEST(ChannelCloseReply, ThatIsAConnectionCloseIsTheReplyToTheNextCall)
+{
+    ScriptedBroker broker(CloseConnectionInPlaceOfAReply(2));
+    Client client(broker);
+    const auto other = client.NewChannel();
+
+    client.channel.reset();
+    EXPECT_THAT(ErrorOf([&] { other->PurgeQueue("q"); }),
+                IsError(Amqp::ErrorCode::ConnectionClosed, 320, "CONNECTION_FORCED"));
+
+    EXPECT_EQ(ErrorOf([&] { other->PurgeQueue("q"); }).category, Amqp::ErrorCode::Library);
     EXPECT_TRUE(client.noted.errors.empty());
 }

@@ -77,28 +77,6 @@ TEST(DeadConnection, StillGivesWhatCameBeforeItsEnd)
     EXPECT_THAT(ErrorOf([&] { client.connection->Run(); }), IsEnd());
 }
 
-TEST(DeadConnection, IsOneThatIsClosedInPlaceOfAnAnswerToAChannelsGoodbye)
-{
-    ScriptedBroker broker(
-        [](Dialogue& peer)
-        {
-            peer.Login();
-            peer.OpenChannel(1);
-            peer.OpenChannel(2);
-            peer.Expect(1, ChannelClose{});
-            peer.Send(0, ConnectionClose{.replyCode = 320, .replyText = "CONNECTION_FORCED"});
-            peer.Expect(2, ConnectionCloseOk{});
-            peer.CloseConnection();
-        });
-    Client client(broker);
-    const auto other = client.NewChannel();
-    client.channel.reset();
-
-    EXPECT_THAT(ErrorOf([&] { other->PurgeQueue("q"); }),
-                IsError(ErrorCode::ConnectionClosed, 320, "CONNECTION_FORCED"));
-    EXPECT_THAT(ErrorOf([&] { other->PurgeQueue("q"); }), IsEndInACall());
-}
-
 // If a publish follows the last read by a heartbeat interval, the publish reads what has arrived.
 TEST(DeadConnection, IsOneWhosePublishFindsOctetsThatCannotBeRead)
 {
