@@ -1,12 +1,25 @@
 // The peer receives the run loop's responses before the loop waits for more.
+#include <semaphore>
+
 #include "Prompt.hpp"
 
 namespace
 {
 
-void DeliverToAnswer(Dialogue& peer, std::uint64_t deliveryTag = 1)
+std::string DeliveryToAnswer(std::uint64_t deliveryTag = 1)
 {
-    peer.Deliver(1, {.consumerTag = "1/1", .deliveryTag = deliveryTag}, {}, "to be answered");
+    return DeliveryBytes(1, {.consumerTag = "1/1", .deliveryTag = deliveryTag}, {}, "to be answered");
+}
+
+void DeliverToAnswer(Dialogue& peer)
+{
+    peer.SendBytes(DeliveryToAnswer());
+}
+
+// Sends a delivery whose acknowledgement the library hands over with more to follow: it has read more bytes.
+void DeliverToAnswerWithAHeartbeat(Dialogue& peer)
+{
+    peer.SendBytes(DeliveryToAnswer() + FrameBytes({heartbeatFrame, 0, ""}));
 }
 
 } // namespace
@@ -26,7 +39,7 @@ TEST(PromptAnswer, OfTheAcknowledgementsOfDeliveriesThatCameTogether)
             std::string together;
             for (std::uint64_t tag = 1; tag <= 3; ++tag)
             {
-                together += DeliveryBytes(1, {.consumerTag = "1/1", .deliveryTag = tag}, {}, "to be answered");
+                together += DeliveryToAnswer(tag);
             }
             peer.SendBytes(together);
         },
@@ -38,6 +51,62 @@ TEST(PromptAnswer, OfTheAcknowledgementsOfDeliveriesThatCameTogether)
             }
         },
         /*noAck*/ false, [](Amqp::Channel&) { return Amqp::Requeue; });
+}
+
+// The library has read more bytes, but they hold no delivery: no further acknowledgement pushes the first.
+TEST(PromptAnswer, OfAnAcknowledgementWhenAHeartbeatCameWithTheDelivery)
+{
+    ExpectPromptAnswers(
+        &DeliverToAnswerWithAHeartbeat, [](Dialogue& peer) { peer.Expect(1, BasicAck{}); },
+        /*noAck*/ false, [](Amqp::Channel&) { return Amqp::Ack; });
+}
+
+TEST(PromptAnswer, OfAnAcknowledgementWhenHalfOfTheNextDeliveryCameWithTheFirst)
+{
+    const std::string next = DeliveryToAnswer(2);
+    const std::size_t half = next.size() / 2;
+    ExpectPromptAnswers([&](Dialogue& peer) { peer.SendBytes(DeliveryToAnswer(1) + next.substr(0, half)); },
+                        [&](Dialogue& peer)
+                        {
+                            peer.Expect(1, BasicAck{.deliveryTag = 1});
+                            peer.SendBytes(next.substr(half));
+                            peer.Expect(1, BasicAck{.deliveryTag = 2});
+                        },
+                        /*noAck*/ false, [](Amqp::Channel&) { return Amqp::Ack; });
+}
+
+TEST(PromptAnswer, OfAnAcknowledgementWhenStopEndsTheLoop)
+{
+    Arrivals arrivals;
+    ScriptedBroker broker(OnConsumer(
+        [&](Dialogue& peer)
+        {
+            for (int i = 0; i < promptTries; ++i)
+            {
+                arrivals.Begin();
+                DeliverToAnswerWithAHeartbeat(peer);
+                peer.Expect(1, BasicAck{});
+                arrivals.Arrive();
+            }
+        }));
+    const Client client(broker);
+    client.channel->Subscribe(
+        "q",
+        [&](const Amqp::Envelope&)
+        {
+            client.connection->Stop();
+            return Amqp::Ack;
+        },
+        Amqp::Explicit, false, false);
+
+    for (int i = 1; i <= promptTries; ++i)
+    {
+        EXPECT_EQ(client.connection->Run(), true);
+        EXPECT_EQ(client.connection->Run(), false);
+        ASSERT_TRUE(arrivals.Await(i)); // the next step would push the acknowledgement
+    }
+
+    EXPECT_LT(arrivals.Best(), prompt);
 }
 
 TEST(PromptAnswer, OfAMessageThatAHandlerPublishes)
@@ -70,6 +139,33 @@ TEST(PromptAnswer, OfAMessageThatAHandlerPublishesBeforeItsVerdict)
                         {
                             channel.Publish("", "replies", "reply", 0, {});
                             return Amqp::Nack;
+                        });
+}
+
+// The handler of the second delivery waits for the peer, so the loop pushes nothing before the reply has arrived.
+TEST(PromptAnswer, OfAMessageThatAHandlerPublishesWhenTheNextDeliveryCameWithTheFirst)
+{
+    std::counting_semaphore<> received(0);
+    bool isFirst = false;
+    ExpectPromptAnswers([](Dialogue& peer) { peer.SendBytes(DeliveryToAnswer(1) + DeliveryToAnswer(2)); },
+                        [&](Dialogue& peer)
+                        {
+                            peer.ExpectPublish(1, {.routingKey = "replies"}, PlainProperties(), "reply");
+                            received.release();
+                        },
+                        /*noAck*/ true,
+                        [&](Amqp::Channel& channel)
+                        {
+                            isFirst = !isFirst;
+                            if (isFirst)
+                            {
+                                channel.Publish("", "replies", "reply", 0, {});
+                            }
+                            else
+                            {
+                                EXPECT_TRUE(received.try_acquire_for(10s));
+                            }
+                            return Amqp::Ack;
                         });
 }
 
