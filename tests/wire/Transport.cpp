@@ -22,6 +22,7 @@ namespace Transport
 
 std::size_t atOnce = SIZE_MAX;
 thread_local std::size_t writes = 0;
+thread_local std::vector<bool> announced;
 thread_local std::size_t refusals = 0;
 thread_local std::chrono::milliseconds delay{0};
 
@@ -32,6 +33,12 @@ template <typename Function>
 Function* Real(const char* name)
 {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+void NoteWrite(int flags)
+{
+    ++writes;
+    announced.push_back((flags & MSG_MORE) != 0);
 }
 
 // Notes the frames on channel 1 until the client purges a queue "end".
@@ -125,7 +132,7 @@ std::vector<Message> MessagesOfAllShapes()
 
 ssize_t send(int socket, const void* bytes, std::size_t size, int flags)
 {
-    ++Transport::writes;
+    Transport::NoteWrite(flags);
     if (Transport::refusals > 0)
     {
         --Transport::refusals;
@@ -143,7 +150,7 @@ ssize_t recv(int socket, void* place, std::size_t size, int flags)
 
 ssize_t sendmsg(int socket, const msghdr* message, int flags)
 {
-    ++Transport::writes;
+    Transport::NoteWrite(flags);
     std::vector<iovec> pieces(message->msg_iov, message->msg_iov + message->msg_iovlen);
     std::size_t left = Transport::atOnce;
     for (iovec& piece : pieces)

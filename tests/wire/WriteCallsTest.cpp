@@ -59,6 +59,27 @@ TEST(WriteCalls, AreOneForEveryRecordOfALargeMessageOverTls)
     EXPECT_EQ(Publish(messages, Way::OverTls).writes, Counts{(FrameBytes(frames).size() + record - 1) / record});
 }
 
+// The kernel then sends the verdicts of deliveries that came together in one segment.
+TEST(WriteCalls, AnnounceMoreWithAVerdictUnlessItsDeliveryIsTheLastThatWasRead)
+{
+    ScriptedBroker broker(OnConsumer(
+        [](Dialogue& peer)
+        {
+            peer.SendBytes(DeliveryBytes(1, {.consumerTag = "1/1", .deliveryTag = 1}, {}, "first") +
+                           DeliveryBytes(1, {.consumerTag = "1/1", .deliveryTag = 2}, {}, "last"));
+            peer.Expect(1, BasicAck{.deliveryTag = 1});
+            peer.Expect(1, BasicAck{.deliveryTag = 2});
+        }));
+    const Client client(broker);
+    client.channel->Subscribe("q", Ignore, Amqp::Explicit, false, false);
+    announced.clear();
+
+    EXPECT_EQ(client.connection->Run(), true);
+    EXPECT_EQ(client.connection->Run(), true);
+
+    EXPECT_THAT(announced, testing::ElementsAre(true, false));
+}
+
 // Otherwise the heartbeats would fill the socket, and the peer's next heartbeats would find no room.
 TEST(OnlyPublishing, ReadsAllHeartbeatsThatHaveComeOnceInAnInterval)
 {
