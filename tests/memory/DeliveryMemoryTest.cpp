@@ -1,4 +1,5 @@
-// What deliveries on many channels in turn leave in memory, and what frames of an unknown type leave.
+// How much memory deliveries take: on many channels in turn, and with a large body in one frame. How much frames of an
+// unknown type take.
 #include "AllocationCount.hpp"
 #include "wire/Messaging.hpp"
 
@@ -92,4 +93,48 @@ TEST(UnknownFrameMemory, IsReleasedWithEachFrame)
     const AllocationCount count = Allocated();
 
     EXPECT_LT(count.live, 512 * 1024) << "of " << frames * body.size() << " bytes";
+}
+
+// rabbitmq-c collects each frame in memory that it uses again. The library shows the body there. The library would have
+// to allocate a copy of such a large body anew for each delivery.
+TEST(DeliveryMemory, HasNoCopyOfABodyInOneFrame)
+{
+    constexpr int frameMax = 4 << 20;
+    constexpr std::size_t size = std::size_t{2} << 20;
+    constexpr int deliveries = 8;
+    ScriptedBroker broker(
+        [](Dialogue& peer)
+        {
+            peer.Login({.frameMax = frameMax});
+            peer.OpenChannel(1);
+            AcceptConsumer(peer, 1, /*noAck*/ true);
+            for (int i = 0; i <= deliveries; ++i)
+            {
+                peer.Deliver(1, {.consumerTag = "1/1"}, {}, std::string(size, 'b'));
+            }
+            peer.CloseChannel(1);
+            peer.CloseConnection();
+        });
+    const Client client(broker, frameMax);
+    std::size_t received = 0;
+    client.channel->Subscribe(
+        "q",
+        [&](const Amqp::Envelope& envelope)
+        {
+            received += envelope.Size();
+            return Amqp::Ack;
+        },
+        Amqp::Auto, false, false);
+    ASSERT_EQ(client.connection->Run(), true); // allocates what is allocated once
+
+    CountFromZero();
+    for (int i = 0; i < deliveries; ++i)
+    {
+        ASSERT_EQ(client.connection->Run(), true);
+    }
+    const AllocationCount count = Allocated();
+
+    std::cout << deliveries << " deliveries of " << size << " bytes: " << count.total << " bytes allocated in all\n";
+    EXPECT_EQ(received, (deliveries + 1) * size);
+    EXPECT_LT(count.total, size);
 }
