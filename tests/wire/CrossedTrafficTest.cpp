@@ -1,10 +1,13 @@
 // Both sides write more than the sockets take, and the broker reads only afterwards. While the library waits for room,
-// it has to read what arrives: otherwise each side would wait for the other without end.
+// it has to read what arrives: otherwise each side would wait for the other without end. Over TCP and over TLS.
 #include <numeric>
+#include <tuple>
 
 #include "FullSocket.hpp"
 #include "LargeTraffic.hpp"
 #include "Listening.hpp"
+#include "OverTls.hpp"
+#include "Transport.hpp"
 
 namespace
 {
@@ -17,16 +20,25 @@ Frame MethodOn(std::uint16_t channel, const Method& method)
     return {methodFrame, channel, Encode(method)};
 }
 
-// The parameter is the heartbeat interval.
-class CrossedTraffic : public testing::TestWithParam<std::chrono::seconds>
+// The parameters are the heartbeat interval, and whether the connection is over TLS.
+class CrossedTraffic : public testing::TestWithParam<std::tuple<std::chrono::seconds, bool>>
 {
 protected:
+    static std::chrono::seconds Interval() { return std::get<0>(GetParam()); }
+    static bool IsOverTls() { return std::get<1>(GetParam()); }
+
+    static BrokerOptions Options() { return {.tls = IsOverTls()}; }
+    static std::shared_ptr<Amqp::Connection> Connect(const ScriptedBroker& broker)
+    {
+        return LogIn(broker, {.heartbeat = Interval()}, IsOverTls());
+    }
+
     // The broker delivers all messages before it reads what the client sends meanwhile.
     ScriptedBroker::Script Crossing(bool noAck, ScriptedBroker::Script afterwards)
     {
         return [this, noAck, afterwards = std::move(afterwards)](Dialogue& peer)
         {
-            peer.Login({.heartbeat = static_cast<std::uint16_t>(GetParam().count())});
+            peer.Login(LoginOver(IsOverTls(), {.heartbeat = static_cast<std::uint16_t>(Interval().count())}));
             peer.OpenChannel(1);
             AcceptConsumer(peer, 1, noAck);
             DeliverNumbers(peer, 1, deliveries, mebibyte);
@@ -35,6 +47,22 @@ protected:
             peer.CloseChannel(1);
             peer.CloseConnection();
         };
+    }
+
+    // Only the library can write into a TLS stream. So let the kernel append nothing to what the library has published,
+    // and then allow the socket less than it holds.
+    static void FillSocket(Amqp::Channel& channel, int socket)
+    {
+        if (!IsOverTls())
+        {
+            LeaveNoRoom(channel, socket);
+            return;
+        }
+        Transport::endsRecords = true;
+        LeaveHardlyRoom(channel, socket);
+        Transport::endsRecords = false;
+        ShrinkSendBuffer(socket, 1);
+        EXPECT_EQ(RoomIn(socket), 0U);
     }
 
     static void ExpectDeliveries(CountingClient& client)
@@ -50,8 +78,12 @@ protected:
     Event ready; // until then the broker does not read, even if the sockets take all its deliveries
 };
 
-INSTANTIATE_TEST_SUITE_P(Heartbeat, CrossedTraffic, testing::Values(0s, 1s),
-                         [](const auto& each) { return each.param == 0s ? "Off" : "OfASecond"; });
+INSTANTIATE_TEST_SUITE_P(Heartbeat, CrossedTraffic, testing::Combine(testing::Values(0s, 1s), testing::Bool()),
+                         [](const auto& each)
+                         {
+                             const std::string interval = std::get<0>(each.param) == 0s ? "Off" : "OfASecond";
+                             return interval + (std::get<1>(each.param) ? "OverTls" : "OverTcp");
+                         });
 
 } // namespace
 
@@ -64,8 +96,9 @@ TEST_P(CrossedTraffic, LetsALargePublishThrough)
                                        const auto payloads = ReceiveBodyFrames(peer, body.size());
                                        EXPECT_TRUE(std::accumulate(payloads.begin(), payloads.end(), std::string()) ==
                                                    body);
-                                   }));
-    CountingClient client(broker, GetParam());
+                                   }),
+                          Options());
+    CountingClient client(Connect(broker));
     client.channel->Subscribe("q", client.Handler(), Amqp::Auto, false, false);
     ready.Set();
 
@@ -82,10 +115,11 @@ TEST_P(CrossedTraffic, LetsACallThroughWhenTheSocketHasNoRoom)
                                    {
                                        EXPECT_EQ(ReadPastFiller(peer), MethodOn(1, QueueDeclare{.queue = ""}));
                                        peer.Send(1, QueueDeclareOk{.queue = "generated"});
-                                   }));
-    CountingClient client(broker, GetParam());
+                                   }),
+                          Options());
+    CountingClient client(Connect(broker));
     client.channel->Subscribe("q", client.Handler(), Amqp::Auto, false, false);
-    LeaveNoRoom(*client.channel, SocketTo(broker.Port()));
+    FillSocket(*client.channel, SocketTo(broker.Port()));
     ready.Set();
 
     EXPECT_EQ(client.channel->DeclareQueue(false, false, false), "generated");
@@ -104,10 +138,11 @@ TEST_P(CrossedTraffic, LetsAnAcknowledgementThroughWhenTheSocketHasNoRoom)
                                        {
                                            peer.Expect(1, BasicAck{.deliveryTag = tag});
                                        }
-                                   }));
-    CountingClient client(broker, GetParam());
+                                   }),
+                          Options());
+    CountingClient client(Connect(broker));
     client.channel->Subscribe("q", client.Handler(), Amqp::Explicit, false, false);
-    LeaveNoRoom(*client.channel, SocketTo(broker.Port()));
+    FillSocket(*client.channel, SocketTo(broker.Port()));
     ready.Set();
 
     ExpectDeliveries(client);
@@ -117,8 +152,9 @@ TEST_P(CrossedTraffic, LetsAnAcknowledgementThroughWhenTheSocketHasNoRoom)
 TEST_P(CrossedTraffic, LetsALargePublishOfAHandlerThrough)
 {
     const std::string body(24 * mebibyte, 'b');
-    ScriptedBroker broker(Crossing(/*noAck*/ true, [&](Dialogue& peer) { ReceiveBodyFrames(peer, body.size()); }));
-    CountingClient client(broker, GetParam());
+    ScriptedBroker broker(Crossing(/*noAck*/ true, [&](Dialogue& peer) { ReceiveBodyFrames(peer, body.size()); }),
+                          Options());
+    CountingClient client(Connect(broker));
     client.channel->Subscribe(
         "q",
         [&](const Amqp::Envelope& envelope)

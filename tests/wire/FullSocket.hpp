@@ -45,13 +45,11 @@ inline std::uint32_t RoomIn(int socket)
     return limit - std::min(limit, MemoryOf(socket, SK_MEMINFO_WMEM_QUEUED));
 }
 
-// Publishes while the socket has room, and fills the rest with heartbeats. Afterwards not one byte can be written until
-// the peer reads. The peer must not read meanwhile.
-inline void LeaveNoRoom(Amqp::Channel& channel, int socket)
+// Publishes while the socket has room for more than a small message. The peer must not read meanwhile.
+inline void LeaveHardlyRoom(Amqp::Channel& channel, int socket)
 {
-    constexpr int most = 10'000; // publishes, and then heartbeats: the sockets take far fewer
     ShrinkSendBuffer(socket, 65536);
-    int left = most;
+    int left = 10'000; // the sockets take far fewer publishes
     for (; left > 0 && !Lasts([=] { return RoomIn(socket) < 4096; }); --left)
     {
         // Small messages alone would exceed the memory of the peer's socket. Its kernel would drop some for a while.
@@ -59,12 +57,20 @@ inline void LeaveNoRoom(Amqp::Channel& channel, int socket)
         channel.Publish("", "filler", body, 0, {});
     }
     EXPECT_GT(left, 0) << "the peer reads";
+}
+
+// Publishes while the socket has room, and fills the rest with heartbeats. Afterwards not one byte can be written until
+// the peer reads. The peer must not read meanwhile.
+inline void LeaveNoRoom(Amqp::Channel& channel, int socket)
+{
+    LeaveHardlyRoom(channel, socket);
     // After the end of a record the kernel appends nothing to its last segment. So the kernel takes a whole heartbeat
     // or none of it.
     const std::string heartbeat = Wire::FrameBytes(Wire::Frame{Wire::heartbeatFrame, 0, ""});
     const int flags = MSG_DONTWAIT | MSG_NOSIGNAL | MSG_EOR;
     const auto takesNone = [&] { return send(socket, heartbeat.data(), heartbeat.size(), flags) < 0; };
-    for (left = most; left > 0 && !Lasts(takesNone); --left)
+    int left = 10'000; // the sockets take far fewer heartbeats
+    for (; left > 0 && !Lasts(takesNone); --left)
     {
     }
     EXPECT_GT(left, 0) << "the peer reads";

@@ -9,9 +9,10 @@ inline constexpr std::size_t mebibyte = std::size_t{1} << 20;
 // A client whose handler notes the numbers of the deliveries.
 struct CountingClient
 {
-    explicit CountingClient(const ScriptedBroker& broker, std::chrono::seconds heartbeat = 1s)
-        : connection(LogIn(broker, {.heartbeat = heartbeat})),
-          channel(std::make_shared<Amqp::Channel>(connection, noted.Notifier()))
+    explicit CountingClient(const ScriptedBroker& broker) : CountingClient(LogIn(broker, {.heartbeat = 1s})) {}
+
+    explicit CountingClient(std::shared_ptr<Amqp::Connection> loggedIn)
+        : connection(std::move(loggedIn)), channel(std::make_shared<Amqp::Channel>(connection, noted.Notifier()))
     {
     }
 

@@ -23,6 +23,7 @@ namespace Transport
 std::size_t atOnce = SIZE_MAX;
 thread_local std::size_t writes = 0;
 thread_local std::vector<bool> announced;
+thread_local bool endsRecords = false;
 thread_local std::size_t refusals = 0;
 thread_local std::chrono::milliseconds delay{0};
 
@@ -139,7 +140,8 @@ ssize_t send(int socket, const void* bytes, std::size_t size, int flags)
         errno = EAGAIN;
         return -1;
     }
-    return Transport::Real<decltype(send)>("send")(socket, bytes, std::min(size, Transport::atOnce), flags);
+    const int ending = Transport::endsRecords ? MSG_EOR : 0;
+    return Transport::Real<decltype(send)>("send")(socket, bytes, std::min(size, Transport::atOnce), flags | ending);
 }
 
 ssize_t recv(int socket, void* place, std::size_t size, int flags)

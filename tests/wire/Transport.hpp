@@ -17,6 +17,7 @@ namespace Transport
 extern std::size_t atOnce;                           // the most bytes that the kernel takes in one call
 extern thread_local std::size_t writes;              // how often this thread has handed bytes to the kernel
 extern thread_local std::vector<bool> announced;     // for each of these writes, whether more was to follow
+extern thread_local bool endsRecords;                // the kernel appends nothing to what this thread sends
 extern thread_local std::size_t refusals;            // for so many next sends of this thread, there is no room
 extern thread_local std::chrono::milliseconds delay; // before this thread receives its next bytes
 
