@@ -1,5 +1,5 @@
 // The broker closes a channel while a call on another channel awaits its reply. The next call on the closed channel
-// finds the close first, reports it to the notifier, and throws; nothing is sent.
+// finds the close first, reports it to the notifier, and throws; nothing is sent. Unsubscribe and the destructor do not throw.
 #include "Messaging.hpp"
 #include "TopologyCases.hpp"
 
@@ -184,4 +184,45 @@ TEST(ParkedClose, LetsItsNotifierDropTheLastChannelAndWithItTheConnectionDuringA
     EXPECT_THAT(ErrorOf([&] { channel->Publish("", "q", "late", 0, {}); }), IsUseOfAClosedChannel());
 
     EXPECT_EQ(channel, nullptr);
+}
+
+// The broker has ended the consumer together with its channel.
+TEST(ParkedClose, IsReportedByUnsubscribeWhichSendsNothingAndReleasesTheHandler)
+{
+    ScriptedBroker broker(ClosingChannelOne(
+        [](Dialogue& peer)
+        {
+            AcceptConsumer(peer);
+            CloseDuringACall(peer);
+        }));
+    const Client client(broker);
+    const auto other = OpenChannel(client.connection);
+    auto held = std::make_shared<int>();
+    const std::weak_ptr<int> handler = held;
+    const std::string tag = client.channel->Subscribe(
+        "q", [held = std::move(held)](const Amqp::Envelope&) { return Amqp::Ack; }, Amqp::Explicit, false, false);
+    other->PurgeQueue("other");
+
+    EXPECT_NO_THROW(client.channel->Unsubscribe(tag));
+
+    EXPECT_TRUE(handler.expired());
+    EXPECT_THAT(client.noted.errors, testing::ElementsAre(IsCloseRequest()));
+}
+
+// The peer has closed the channel itself, and sends no channel.close-ok.
+TEST(ParkedClose, TakesThePlaceOfTheReplyWhenItsChannelIsDestroyed)
+{
+    ScriptedBroker broker(ClosingChannelOne(
+        [](Dialogue& peer)
+        {
+            CloseDuringACall(peer);
+            peer.Expect(1, ChannelClose{});
+        }));
+    Client client(broker);
+    const auto other = OpenChannel(client.connection);
+    other->PurgeQueue("other");
+
+    client.channel.reset();
+
+    EXPECT_TRUE(client.noted.errors.empty());
 }
