@@ -33,7 +33,7 @@ void ExpectEveryUseToRepeat(Client& client)
 
 } // namespace
 
-TEST(DeadConnection, ThatTheBrokerClosedRepeatsIt)
+TEST(DeadConnection, ReportsAnUnexpectedEndForEveryUseAfterTheBrokerClosedIt)
 {
     ScriptedBroker broker(WithConnectionClosed());
     Client client(broker);
