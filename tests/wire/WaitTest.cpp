@@ -1,4 +1,4 @@
-// How long one step of the run loop waits, and what Stop does to it.
+// How long one step of the run loop waits, and what Stop does to it. A wait never ends early: the library rounds it up.
 #include "Messaging.hpp"
 
 #include <thread>
@@ -11,7 +11,6 @@ namespace
 using Clock = std::chrono::steady_clock;
 
 constexpr auto briefWait = 150ms;
-constexpr auto rounding = 1ms;  // rabbitmq-c rounds what is left of a wait down to whole milliseconds
 constexpr auto muchLonger = 3s; // than anything here takes, and less than any deadline
 
 // Sends an event after a while of silence, longer than a wait that is limited by mistake would be.
@@ -58,7 +57,7 @@ TEST(Run, IsEmptyOnSilenceAfterTheGivenWaitAndNotBefore)
     EXPECT_EQ(client.connection->Run(briefWait), std::nullopt);
     const auto waited = Clock::now() - start;
 
-    EXPECT_GE(waited, briefWait - rounding);
+    EXPECT_GE(waited, briefWait);
     EXPECT_LT(waited, muchLonger);
 }
 
@@ -72,7 +71,7 @@ TEST(Run, IsEmptyOnSilenceAfterTheConnectionsOwnWait)
     EXPECT_EQ(connection->Run(), std::nullopt);
     const auto waited = Clock::now() - start;
 
-    EXPECT_GE(waited, briefWait - rounding);
+    EXPECT_GE(waited, briefWait);
     EXPECT_LT(waited, muchLonger);
 }
 
@@ -84,7 +83,7 @@ TEST(Run, WaitsMoreThanAWholeSecondWhenTheWaitHasARest)
     const auto start = Clock::now();
     EXPECT_EQ(client.connection->Run(1'100'000us), std::nullopt);
 
-    EXPECT_GE(Clock::now() - start, 1'100ms - rounding);
+    EXPECT_GE(Clock::now() - start, 1'100ms);
 }
 
 TEST(Run, WaitsWithoutLimitWhenGivenZero)
@@ -118,7 +117,7 @@ TEST(Stop, MakesTheNextRunReturnFalseAtOnceAndTheFollowingOneWait)
 
     const auto next = Clock::now();
     EXPECT_EQ(connection->Run(briefWait), std::nullopt);
-    EXPECT_GE(Clock::now() - next, briefWait - rounding);
+    EXPECT_GE(Clock::now() - next, briefWait);
 }
 
 TEST(Stop, DoesNotTouchTheNetwork)
