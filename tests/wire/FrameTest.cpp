@@ -190,18 +190,3 @@ TEST(Heartbeat, IsNoEvent)
         },
         0);
 }
-
-TEST(Heartbeat, IsSentWhileRunWaits)
-{
-    ScriptedBroker broker(
-        [](Dialogue& peer)
-        {
-            peer.Login({.heartbeat = 1});
-            peer.ExpectHeartbeat();
-            peer.Send(0, ConnectionBlocked{});
-            peer.CloseConnection();
-        });
-    const Amqp::Connection connection("127.0.0.1", broker.Port(), "guest", "guest", "/", {}, 4s, 1s, 131072);
-
-    EXPECT_EQ(connection.Run(), true);
-}
