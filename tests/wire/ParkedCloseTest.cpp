@@ -1,5 +1,6 @@
 // The broker closes a channel while a call on another channel awaits its reply. The next call on the closed channel
-// finds the close first, reports it to the notifier, and throws; nothing is sent. Unsubscribe and the destructor do not throw.
+// finds the close first, reports it to the notifier, and throws; nothing is sent. Unsubscribe and the destructor do not
+// throw.
 #include "Messaging.hpp"
 #include "TopologyCases.hpp"
 
