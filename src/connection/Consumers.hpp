@@ -46,7 +46,8 @@ public:
             return nullptr;
         }
         latest = nullptr;
-        return std::move(byTag.extract(found).value());
+        Owned taken = std::move(byTag.extract(found).value());
+        return taken;
     }
 
     void Clear()

@@ -105,11 +105,10 @@ int Receiver::Await(std::optional<Clock::time_point> end, Ends ends)
     {
         if (now >= pulse.NextSend() && session.Failure() == AMQP_STATUS_OK)
         {
-            const std::size_t parked = inbound.ParkedCount();
             const int status = writer.Heartbeat(now);
-            if (inbound.ParkedCount() > parked)
+            if (inbound.HasParked())
             {
-                return AMQP_STATUS_OK; // the heartbeat waited for room: look first at what arrived meanwhile
+                return AMQP_STATUS_OK; // the heartbeat may have waited for room: look first at what arrived meanwhile
             }
             if (status != AMQP_STATUS_OK)
             {
