@@ -116,7 +116,7 @@ TEST(DeliveryMemory, HasNoCopyOfABodyInOneFrame)
             peer.CloseConnection();
         });
     const Client client(broker, frameMax);
-    std::size_t received = 0;
+    std::uint64_t received = 0;
     client.channel->Subscribe(
         "q",
         [&](const Amqp::Envelope& envelope)
