@@ -13,10 +13,6 @@ int FrameReader::Next(amqp_frame_t& frame)
     }
     if (next == end)
     {
-        if (session.Failure() == AMQP_STATUS_HEARTBEAT_TIMEOUT)
-        {
-            return session.Failure(); // GiveUpPeer has shut the socket; what had been read before is used up
-        }
         const int status = Receive();
         if (status != AMQP_STATUS_OK)
         {

@@ -99,7 +99,7 @@ int InboundModel::Fail(int status)
 
 bool InboundModel::IsReadable() const
 {
-    return !IsUnreadable(failure) && failure != AMQP_STATUS_HEARTBEAT_TIMEOUT;
+    return !IsUnreadable(failure);
 }
 
 int InboundModel::TakeFrame(Wire::Frame& frame)

@@ -268,6 +268,7 @@ void Play::Do(Command command, std::size_t argument)
     case Command::GiveUpPeer:
         session.GiveUpPeer();
         model.Fail(AMQP_STATUS_HEARTBEAT_TIMEOUT);
+        model.EndStream(); // the socket is shut: what had arrived can be read, and nothing after it
         return;
     default:
         break;
